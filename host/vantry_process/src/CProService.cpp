@@ -1,0 +1,39 @@
+// The process service, its command table and the spreadsheet conversion.
+#include <vantry_process/CProService.h>
+#include <vantry_process/OrlanSpreadsheet.h>
+
+#include <vantry_data/KrvResultTable.h>
+#include <vantry_util/KrvFault.h>
+
+CProService::CProService() : CService(eServiceProcess) {}
+CProService::~CProService() = default;
+
+void CProService::AllocService() { new CProService(); }  // the registry owns it
+
+bool CProService::InitService() {
+    KRV_FAULT_RETURN(bool, "CProService::InitService");
+    return true;
+}
+
+namespace {
+TAB_LISTCMD g_commands[] = {
+    {0, 0, "", "none", "", nullptr},
+};
+}  // namespace
+
+TAB_LISTCMD* GetKrvTabListCmd(int* count) {
+    KRV_FAULT_RETURN(TAB_LISTCMD*, "GetKrvTabListCmd");
+    if (count) *count = static_cast<int>(sizeof g_commands / sizeof g_commands[0]);
+    return g_commands;
+}
+
+bool krvToOrlanData(const std::string& name, int type, COrlanSpreadsheet* sheet) {
+    KRV_FAULT_RETURN(bool, "krvToOrlanData");
+    const KrvResultTable* table = KrvResultTables::Find(name);
+    if (!table || !sheet || type != kKrvDataResultTable) return false;
+    sheet->clear();
+    sheet->setTitle(name);
+    for (std::size_t i = 0; i < table->measures.size() && i < table->columns.size(); ++i)
+        sheet->addColumn({table->measures[i], table->columns[i]});
+    return true;
+}

@@ -1,0 +1,62 @@
+// The base of the suite's object handlers: named objects kept in insertion order (the order of
+// every list) with O(1) look-up by name. Removing a name keeps the order of the others.
+#pragma once
+#include <cstddef>
+#include <list>
+#include <memory>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include <vantry_util/CKrvString.h>
+
+#pragma GCC visibility push(default)
+
+class CKrvObject {
+public:
+    explicit CKrvObject(const CKrvString& name) : m_name(name) {}
+    CKrvObject(const CKrvObject&) = delete;
+    CKrvObject& operator=(const CKrvObject&) = delete;
+    virtual ~CKrvObject();
+
+    const CKrvString& GetName() const noexcept { return m_name; }
+
+private:
+    CKrvString m_name;
+};
+
+class CKrvHandler {
+public:
+    CKrvHandler() = default;
+    CKrvHandler(const CKrvHandler&) = delete;
+    CKrvHandler& operator=(const CKrvHandler&) = delete;
+    virtual ~CKrvHandler();
+
+    // The object of that name, or null.
+    virtual CKrvObject* FindObj(const CKrvString& name) const;
+    // Appends the names of all objects, in insertion order.
+    void GetObjList(std::vector<CKrvString>& out) const;
+    std::size_t GetObjCount() const noexcept { return m_order.size(); }
+
+    // A name is valid when it is 1 to 255 bytes long and holds no control character.
+    static bool IsValidName(const CKrvString& name) noexcept;
+
+protected:
+    // Takes the object; null (and the object destroyed) when its name is invalid or taken.
+    CKrvObject* InsertObj(std::unique_ptr<CKrvObject> object);
+    // Destroys the object of that name; false when there is none.
+    bool EraseObj(const CKrvString& name);
+    void ClearObj() noexcept;
+
+    template <class Visit>
+    void ForEachObj(Visit visit) const {
+        for (const auto& object : m_order) visit(*object);
+    }
+
+private:
+    using Order = std::list<std::unique_ptr<CKrvObject>>;
+    Order m_order;
+    std::unordered_map<std::string_view, Order::iterator> m_index;  // views into the objects' names
+};
+
+#pragma GCC visibility pop

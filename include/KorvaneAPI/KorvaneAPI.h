@@ -1,0 +1,9 @@
+// KorvaneAPI: drive the object stores and services of the Korvane image-analysis suite.
+// Include this header for the whole interface.
+#pragma once
+#include <KorvaneAPI/Core.h>
+#include <KorvaneAPI/Filters.h>
+#include <KorvaneAPI/KorvaneAPIException.h>
+#include <KorvaneAPI/KorvaneAPIService.h>
+#include <KorvaneAPI/MeasureGroups.h>
+#include <KorvaneAPI/Measures.h>

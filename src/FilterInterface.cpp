@@ -1,0 +1,4 @@
+// User filters and image formulas.
+#include <KorvaneAPI/Filters.h>
+
+void removeAllFilters() {}

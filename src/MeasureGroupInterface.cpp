@@ -1,0 +1,4 @@
+// Measure groups.
+#include <KorvaneAPI/MeasureGroups.h>
+
+void removeAllMsrGrp() {}

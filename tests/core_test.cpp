@@ -1,0 +1,227 @@
+// Start-up, shut-down, the exception and the memory functions over the stand-alone suite.
+#include <cstdint>
+#include <fstream>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include <KorvaneAPI/KorvaneAPI.h>
+#include <vantry_access_korlib/CAccess.h>
+#include <vantry_service_handler/CService.h>
+#include <vantry_util/CKrvSettingDoc.h>
+#include <vantry_util/KrvExternalFunction.h>
+#include <vantry_util/KrvFault.h>
+#include <vantry_zel/zel.h>
+
+#include "support/TestSupport.h"
+
+using kapitest::expectLogLine;
+using Level = KrvLoggerLevel;
+
+namespace {
+
+const char* const kCore = "src/KorvaneAPICore.cpp";
+
+// A fresh settings folder and a capture, for tests that run start-up themselves.
+class LifecycleTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        KrvFault::reset();
+        folder = kapitest::makeSettingsFolder();
+        log = kapitest::LogCapture::install();
+        getKorvaneAPILogger().setLogLevel(static_cast<int>(Level::Debug));
+    }
+    void TearDown() override {
+        KrvFault::reset();
+        log->uninstall();
+        kapitest::removeFolder(folder);
+    }
+    std::shared_ptr<kapitest::LogCapture> log;
+    std::string folder;
+};
+
+TEST_F(LifecycleTest, StartAndStopLogEveryStepOnItsLine) {
+    initKorvaneAPI(folder.c_str());
+
+    expectLogLine(*log, Level::Info, "Initializing KorvaneAPI", kCore, 70);
+    expectLogLine(*log, Level::Info, std::string(23, '-'), kCore, 71);
+    expectLogLine(*log, Level::Debug, "Initialization of the ZEL library...", kCore, 74);
+    expectLogLine(*log, Level::Debug, "Initialization of the ZEL library done", kCore, 76);
+    expectLogLine(*log, Level::Debug, "Settings initialization...", kCore, 79);
+    expectLogLine(*log, Level::Debug, "Settings initialization done", kCore, 81);
+    expectLogLine(*log, Level::Debug, "Access library initialization...", kCore, 117);
+    expectLogLine(*log, Level::Debug, "Access library initialization done", kCore, 119);
+    expectLogLine(*log, Level::Debug, "Data service initialization...", kCore, 122);
+    expectLogLine(*log, Level::Debug, "Data service initialization done", kCore, 127);
+    expectLogLine(*log, Level::Debug, "Process service initialization...", kCore, 130);
+    expectLogLine(*log, Level::Debug, "Process service initialization done", kCore, 135);
+    expectLogLine(*log, Level::Debug, "Proxy service initialization...", kCore, 138);
+    expectLogLine(*log, Level::Debug, "Creation of KorvaneAPI Service", "src/KorvaneAPIService.cpp", 36);
+    expectLogLine(*log, Level::Debug, "Proxy service initialization done", kCore, 142);
+    expectLogLine(*log, Level::Debug, "Initialization of the plugins of the ZEL library...", kCore, 145);
+    expectLogLine(*log, Level::Debug, "Initialization of the plugins of the ZEL library done", kCore, 147);
+    expectLogLine(*log, Level::Info, "KorvaneAPI initialization done", kCore, 163);
+
+    // What start-up leaves behind: the services, the settings as a client suite needs them, the
+    // shared-integer hooks, and one look at the command table.
+    ASSERT_NE(CService::Get(eServiceData), nullptr);
+    ASSERT_NE(CService::Get(eServiceProcess), nullptr);
+    ASSERT_NE(dynamic_cast<KorvaneAPIService*>(CService::Get(eServiceProxy)), nullptr);
+    CKrvSettingDoc& settings = CKrvSettingDoc::getInstance();
+    EXPECT_EQ(settings.getOptionFlags(), 0x200u | 0x80u | 0x80000u | 0x20u);
+    EXPECT_TRUE(settings.isEmbedded());
+    EXPECT_EQ(settings.getFolder(), folder);
+    EXPECT_TRUE(CAccess::IsOpen());
+    EXPECT_EQ(CAccess::GetPath(), folder);
+    EXPECT_EQ(zel::pluginPath(), folder);
+    EXPECT_EQ(KrvFault::calls("GetKrvTabListCmd"), 1u);
+    KrvExternalFunction::getInstance().CallSetIntValueFunction(42);
+    EXPECT_EQ(KrvExternalFunction::getInstance().CallGetIntValueFunction(), 42);
+    EXPECT_TRUE(isMainLogFileCreated());
+
+    log->clear();
+    getKorvaneAPILogger().setLogLevel(static_cast<int>(Level::Debug));
+    endKorvaneAPI();
+
+    expectLogLine(*log, Level::Info, "Terminating KorvaneAPI", kCore, 174);
+    expectLogLine(*log, Level::Info, std::string(22, '-'), kCore, 175);
+    expectLogLine(*log, Level::Debug, "Finalizes the plugins of the ZEL library...", kCore, 178);
+    expectLogLine(*log, Level::Debug, "Finalizes the plugins of the ZEL library done", kCore, 180);
+    expectLogLine(*log, Level::Debug, "Deleting all services...", kCore, 183);
+    expectLogLine(*log, Level::Debug, "Closing of KorvaneAPI Service", "src/KorvaneAPIService.cpp", 174);
+    expectLogLine(*log, Level::Debug, "Services deletion done", kCore, 185);
+    expectLogLine(*log, Level::Debug, "Terminating access library...", kCore, 188);
+    expectLogLine(*log, Level::Debug, "Access library termination done", kCore, 190);
+    expectLogLine(*log, Level::Info, "KorvaneAPI termination done", kCore, 193);
+    // The termination line is the last one: the utility library closes the logs after it.
+    EXPECT_EQ(log->lines().back().message, "KorvaneAPI termination done");
+
+    EXPECT_EQ(CService::Get(eServiceProxy), nullptr);
+    EXPECT_FALSE(CAccess::IsOpen());
+    EXPECT_FALSE(zel::isInitialized());
+    EXPECT_FALSE(isMainLogFileCreated());
+}
+
+struct StartupFailure {
+    const char* point;
+    int nth;
+    KrvFault::Answer answer;
+    const char* message;
+    int line;
+    eService lastRegistered;  // the newest service that start-up left registered
+};
+
+class StartupFailureTest : public LifecycleTest, public ::testing::WithParamInterface<StartupFailure> {};
+
+// Each failed service step logs at Error and throws the same text, file and line; the steps
+// before it stay done, and endKorvaneAPI() still stops everything.
+TEST_P(StartupFailureTest, LogsThenThrowsAndLeavesEarlierStepsDone) {
+    const StartupFailure& failure = GetParam();
+    KrvFault::arm(failure.point, failure.answer, failure.nth);
+    try {
+        initKorvaneAPI(folder.c_str());
+        FAIL() << "no exception for " << failure.message;
+    } catch (const KorvaneAPIException& e) {
+        EXPECT_STREQ(e.what(), failure.message);
+        EXPECT_EQ(e.getMessage(), failure.message);
+        EXPECT_EQ(e.getLine(), static_cast<std::uint64_t>(failure.line));
+        EXPECT_NE(e.getFile().find("src/KorvaneAPICore.cpp"), std::string::npos) << e.getFile();
+    }
+    expectLogLine(*log, Level::Error, failure.message, kCore, failure.line);
+    EXPECT_TRUE(log->find("KorvaneAPI initialization done").empty());
+    EXPECT_TRUE(CAccess::IsOpen());
+    KrvFault::reset();
+    EXPECT_NE(CService::Get(failure.lastRegistered), nullptr);
+    EXPECT_EQ(KrvFault::calls("GetKrvTabListCmd"), 0u);
+
+    endKorvaneAPI();
+    EXPECT_EQ(CService::Get(eServiceData), nullptr);
+    EXPECT_FALSE(CAccess::IsOpen());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    EveryServiceStep, StartupFailureTest,
+    ::testing::Values(
+        StartupFailure{"CService::Get", 1, KrvFault::Answer::Null, "Can't allocate data service", 125, eServiceData},
+        StartupFailure{"CDatService::InitService", 1, KrvFault::Answer::Zero, "Can't initialize data service", 126,
+                       eServiceData},
+        StartupFailure{"CService::Get", 2, KrvFault::Answer::Null, "Can't allocate process service", 133,
+                       eServiceProcess},
+        StartupFailure{"CProService::InitService", 1, KrvFault::Answer::Zero, "Can't initialize process service", 134,
+                       eServiceProcess},
+        StartupFailure{"CService::Get", 3, KrvFault::Answer::Null, "Can't allocate proxy service", 141,
+                       eServiceProxy}));
+
+TEST_F(LifecycleTest, ExceptionKeepsItsTextWithErrorLinesOffAndAcrossCopies) {
+    getKorvaneAPILogger().setLogLevel(static_cast<int>(Level::Off));
+    KrvFault::arm("CDatService::InitService", KrvFault::Answer::Zero);
+    try {
+        initKorvaneAPI(folder.c_str());
+        FAIL() << "no exception";
+    } catch (const std::exception& e) {
+        EXPECT_STREQ(e.what(), "Can't initialize data service");
+        // One object, whichever base it is caught as.
+        const auto* asBase = dynamic_cast<const KrvBaseException*>(&e);
+        const auto* asApi = dynamic_cast<const KorvaneAPIException*>(&e);
+        ASSERT_NE(asApi, nullptr);
+        EXPECT_EQ(static_cast<const void*>(asBase), static_cast<const void*>(asApi));
+
+        KorvaneAPIException copy(*asApi);
+        KorvaneAPIException assigned;
+        assigned = copy;
+        EXPECT_EQ(assigned.getMessage(), "Can't initialize data service");
+        EXPECT_EQ(assigned.getFile(), asApi->getFile());
+        EXPECT_EQ(assigned.getLine(), 126u);
+    }
+    EXPECT_TRUE(log->find("Can't initialize data service").empty());
+    endKorvaneAPI();
+}
+
+TEST_F(LifecycleTest, NullPathStartsWithoutSettingsAndTwiceRunsTwice) {
+    initKorvaneAPI(nullptr);
+    EXPECT_EQ(CKrvSettingDoc::getInstance().getFolder(), "");
+    EXPECT_EQ(CAccess::GetPath(), "");
+    EXPECT_EQ(zel::pluginPath(), "");
+    initKorvaneAPI(nullptr);
+    EXPECT_EQ(log->find("KorvaneAPI initialization done").size(), 2u);
+    // The second start replaced each service, so one of each is registered.
+    EXPECT_NE(CService::Get(eServiceProxy), nullptr);
+    endKorvaneAPI();
+    EXPECT_EQ(CService::Get(eServiceProxy), nullptr);
+}
+
+TEST_F(LifecycleTest, MalformedSettingsPassTheSuiteExceptionThrough) {
+    std::ofstream(folder + "/Tarsel.ini") << "[Memory]\nMaximumAmount = lots\n";
+    try {
+        initKorvaneAPI(folder.c_str());
+        FAIL() << "no exception";
+    } catch (const KorvaneAPIException&) {
+        FAIL() << "the suite's exception must pass unchanged";
+    } catch (const KrvBaseException& e) {
+        EXPECT_NE(std::string(e.what()).find("Tarsel.ini"), std::string::npos) << e.what();
+        EXPECT_NE(std::string(e.what()).find("MaximumAmount"), std::string::npos) << e.what();
+    }
+    endKorvaneAPI();
+}
+
+TEST_F(LifecycleTest, MemoryLimitIsSignExtendedAndReadAsItsLow32Bits) {
+    initKorvaneAPI(folder.c_str());
+    CKrvSettingDoc& settings = CKrvSettingDoc::getInstance();
+    setExtraMemUsage(-1);
+    EXPECT_EQ(settings.getMaximumAmountMemory(), 18446744073709551615ull);
+    EXPECT_EQ(getExtraMemUsage(), -1);
+    settings.setMaximumAmountMemory(5000000000ull);
+    EXPECT_EQ(getExtraMemUsage(), 705032704);
+    setExtraMemUsage(1 << 20);
+    EXPECT_EQ(settings.getMaximumAmountMemory(), 1u << 20);
+    endKorvaneAPI();
+}
+
+TEST(LoggerTest, OneChildOfTheBaseLoggerUsableBeforeStartUp) {
+    KrvLogger& logger = getKorvaneAPILogger();
+    EXPECT_EQ(&logger, &getKorvaneAPILogger());
+    EXPECT_EQ(logger.getName(), getKrvBaseLogger().getName() + ".KorvaneAPI");
+    EXPECT_EQ(logger.getName(), "Korvane.KorvaneAPI");
+}
+
+}  // namespace

@@ -1,0 +1,87 @@
+#include "TestSupport.h"
+
+#include <atomic>
+#include <fstream>
+
+#include <boost/filesystem.hpp>
+
+#include <KorvaneAPI/Core.h>
+#include <vantry_util/KrvFault.h>
+
+namespace kapitest {
+
+std::shared_ptr<LogCapture> LogCapture::install() {
+    auto capture = std::make_shared<LogCapture>();
+    capture->m_self = capture;
+    capture->m_installed = true;
+    addKrvLogSink(capture);
+    return capture;
+}
+
+LogCapture::~LogCapture() = default;
+
+void LogCapture::uninstall() {
+    if (!m_installed) return;
+    m_installed = false;
+    if (auto self = m_self.lock()) removeKrvLogSink(self);
+}
+
+void LogCapture::write(const KrvLogRecord& record) {
+    m_lines.push_back({record.level, record.logger, record.message, record.file ? record.file : "", record.line});
+}
+
+std::vector<LogLine> LogCapture::lines() const { return m_lines; }
+
+std::vector<LogLine> LogCapture::find(const std::string& message) const {
+    std::vector<LogLine> found;
+    for (const LogLine& line : m_lines)
+        if (line.message == message) found.push_back(line);
+    return found;
+}
+
+void LogCapture::clear() { m_lines.clear(); }
+
+static bool endsWith(const std::string& text, const std::string& tail) {
+    return text.size() >= tail.size() && text.compare(text.size() - tail.size(), tail.size(), tail) == 0;
+}
+
+void expectLogLine(const LogCapture& capture, KrvLoggerLevel level, const std::string& message,
+                   const std::string& fileTail, int line) {
+    const std::vector<LogLine> found = capture.find(message);
+    ASSERT_EQ(found.size(), 1u) << "lines with message \"" << message << "\"";
+    EXPECT_EQ(static_cast<int>(found[0].level), static_cast<int>(level)) << message;
+    EXPECT_TRUE(endsWith(found[0].file, "/" + fileTail)) << found[0].file << " for \"" << message << "\"";
+    EXPECT_EQ(found[0].line, line) << message;
+    EXPECT_EQ(found[0].logger, "Korvane.KorvaneAPI") << message;
+}
+
+std::string makeSettingsFolder(const std::string& extra) {
+    static std::atomic<int> counter{0};
+    const boost::filesystem::path folder = boost::filesystem::temp_directory_path() /
+        boost::filesystem::unique_path("kapitest-%%%%%%%%-" + std::to_string(counter++));
+    boost::filesystem::create_directories(folder / "log");
+    std::ofstream ini((folder / "Tarsel.ini").string());
+    ini << "[Logging]\nLevel = Debug\nFolder = log\n" << extra;
+    return folder.string();
+}
+
+void removeFolder(const std::string& folder) {
+    boost::system::error_code ignored;
+    boost::filesystem::remove_all(folder, ignored);
+}
+
+void SuiteTest::SetUp() {
+    KrvFault::reset();
+    folder = makeSettingsFolder();
+    log = LogCapture::install();
+    initKorvaneAPI(folder.c_str());
+}
+
+void SuiteTest::TearDown() {
+    KrvFault::reset();
+    endKorvaneAPI();
+    log->uninstall();
+    removeFolder(folder);
+}
+
+}  // namespace kapitest

@@ -1,0 +1,60 @@
+// What the API tests share: a sink that keeps every log line, a settings folder of their own,
+// and a fixture that starts the stand-alone suite with Debug lines enabled.
+#pragma once
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <vantry_util/KrvLogger.h>
+
+namespace kapitest {
+
+struct LogLine {
+    KrvLoggerLevel level;
+    std::string logger;
+    std::string message;
+    std::string file;
+    int line;
+};
+
+// Keeps the lines of every logger while it is installed.
+class LogCapture : public KrvLogSink {
+public:
+    static std::shared_ptr<LogCapture> install();
+    ~LogCapture() override;
+    void uninstall();
+
+    void write(const KrvLogRecord& record) override;
+    std::vector<LogLine> lines() const;
+    // The lines with exactly this message.
+    std::vector<LogLine> find(const std::string& message) const;
+    void clear();
+
+private:
+    std::vector<LogLine> m_lines;
+    bool m_installed = false;
+    std::weak_ptr<LogCapture> m_self;
+};
+
+// Asserts one line with this message: its level, the file it comes from (its last two
+// components, e.g. "src/KorvaneAPICore.cpp") and its line.
+void expectLogLine(const LogCapture& capture, KrvLoggerLevel level, const std::string& message,
+                   const std::string& fileTail, int line);
+
+// A fresh folder with Tarsel.ini asking for Debug lines and a log folder inside it; `extra` is
+// appended to the settings file. Removed by the fixture.
+std::string makeSettingsFolder(const std::string& extra = "");
+void removeFolder(const std::string& folder);
+
+// Starts the suite on a settings folder of its own, with every line captured; ends it after.
+class SuiteTest : public ::testing::Test {
+protected:
+    void SetUp() override;
+    void TearDown() override;
+    std::shared_ptr<LogCapture> log;
+    std::string folder;
+};
+
+}  // namespace kapitest

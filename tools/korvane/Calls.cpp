@@ -1,0 +1,96 @@
+#include "Calls.h"
+
+#include <charconv>
+#include <cmath>
+#include <cstdlib>
+#include <sstream>
+
+namespace korvane {
+
+const Call* CallTable::find(const std::string& name) const {
+    const auto found = m_calls.find(name);
+    return found == m_calls.end() ? nullptr : &found->second;
+}
+
+const CallTable& calls() {
+    static const CallTable table = [] {
+        CallTable built;
+        addCoreCalls(built);
+        return built;
+    }();
+    return table;
+}
+
+namespace {
+
+[[noreturn]] void badArgument(const std::string& text, const char* what, const char* expected) {
+    throw ScriptError(std::string(what) + ": \"" + text + "\" is not " + expected);
+}
+
+template <class Number>
+Number wholeNumber(const std::string& text, const char* what, const char* expected) {
+    Number value{};
+    const char* end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, value);
+    if (text.empty() || error != std::errc() || stop != end) badArgument(text, what, expected);
+    return value;
+}
+
+}  // namespace
+
+int toInt(const std::string& text, const char* what) {
+    return wholeNumber<int>(text, what, "a whole number from -2147483648 to 2147483647");
+}
+
+long long toInt64(const std::string& text, const char* what) {
+    return wholeNumber<long long>(text, what, "a 64-bit whole number");
+}
+
+float toFloat(const std::string& text, const char* what) {
+    // strtof, not from_chars: GCC 12's from_chars for float is fine, but strtof also takes
+    // "inf" and "nan" the way users write them; both are rejected below anyway.
+    char* stop = nullptr;
+    const float value = std::strtof(text.c_str(), &stop);
+    if (text.empty() || stop != text.c_str() + text.size() || !std::isfinite(value))
+        badArgument(text, what, "a finite number");
+    return value;
+}
+
+bool toBool(const std::string& text, const char* what) {
+    if (text == "true" || text == "1") return true;
+    if (text == "false" || text == "0") return false;
+    badArgument(text, what, "true or false");
+}
+
+std::vector<float> toFloats(const Args& args, std::size_t first, const char* what) {
+    std::vector<float> values;
+    for (std::size_t i = first; i < args.size(); ++i) values.push_back(toFloat(args[i], what));
+    return values;
+}
+
+std::vector<int> toInts(const Args& args, std::size_t first, const char* what) {
+    std::vector<int> values;
+    for (std::size_t i = first; i < args.size(); ++i) values.push_back(toInt(args[i], what));
+    return values;
+}
+
+Output said(bool value) { return {value ? "true" : "false"}; }
+Output said(long long value) { return {std::to_string(value)}; }
+Output said(const std::string& value) { return {value}; }
+Output said(const std::vector<std::string>& values) { return values; }
+
+template <class Number>
+static Output numbers(const std::vector<Number>& values) {
+    Output lines;
+    for (const Number value : values) {
+        std::ostringstream text;
+        text << value;  // the stream's default format, as the API's log lines print numbers
+        lines.push_back(text.str());
+    }
+    return lines;
+}
+
+Output said(const std::vector<float>& values) { return numbers(values); }
+Output said(const std::vector<int>& values) { return numbers(values); }
+
+}  // namespace korvane

@@ -1,0 +1,68 @@
+// The calls a korvane script can make: one entry per exported function (and a few of the tool's
+// own), each with its usage line, a one-line summary and what it does with its arguments.
+// A family of the API adds its calls in a file of its own and lists its register function in
+// Calls.cpp.
+#pragma once
+#include <functional>
+#include <map>
+#include <ostream>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace korvane {
+
+using Args = std::vector<std::string>;
+
+// A script error: bad arguments, an unknown call, an unmet expectation. The script stops at it
+// unless --keep-going is given; the tool then exits with status 1.
+struct ScriptError : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+// What a call printed, line by line; `expect` compares the last call's lines.
+using Output = std::vector<std::string>;
+
+struct Call {
+    std::string usage;    // "createFilter NAME FORMULA"
+    std::string summary;  // one line
+    std::size_t minArgs;
+    std::size_t maxArgs;  // kAnyNumber for lists
+    std::function<Output(const Args&)> run;
+};
+
+constexpr std::size_t kAnyNumber = static_cast<std::size_t>(-1);
+
+class CallTable {
+public:
+    void add(const std::string& name, Call call) { m_calls[name] = std::move(call); }
+    const Call* find(const std::string& name) const;
+    const std::map<std::string, Call>& all() const noexcept { return m_calls; }
+
+private:
+    std::map<std::string, Call> m_calls;
+};
+
+// Every call of the tool, built once.
+const CallTable& calls();
+
+// Argument conversions; each throws ScriptError naming the argument when it does not fit.
+int toInt(const std::string& text, const char* what);
+long long toInt64(const std::string& text, const char* what);
+float toFloat(const std::string& text, const char* what);
+bool toBool(const std::string& text, const char* what);
+std::vector<float> toFloats(const Args& args, std::size_t first, const char* what);
+std::vector<int> toInts(const Args& args, std::size_t first, const char* what);
+
+// Result conversions.
+Output said(bool value);
+Output said(long long value);
+Output said(const std::string& value);
+Output said(const std::vector<std::string>& values);
+Output said(const std::vector<float>& values);
+Output said(const std::vector<int>& values);
+
+// The register functions of the families.
+void addCoreCalls(CallTable& table);
+
+}  // namespace korvane
