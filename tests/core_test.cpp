@@ -74,6 +74,7 @@ TEST_F(LifecycleTest, StartAndStopLogEveryStepOnItsLine) {
     EXPECT_TRUE(CAccess::IsOpen());
     EXPECT_EQ(CAccess::GetPath(), folder);
     EXPECT_EQ(zel::pluginPath(), folder);
+    EXPECT_TRUE(zel::pluginPathGiven());
     EXPECT_EQ(KrvFault::calls("GetKrvTabListCmd"), 1u);
     KrvExternalFunction::getInstance().CallSetIntValueFunction(42);
     EXPECT_EQ(KrvExternalFunction::getInstance().CallGetIntValueFunction(), 42);
@@ -181,7 +182,7 @@ TEST_F(LifecycleTest, NullPathStartsWithoutSettingsAndTwiceRunsTwice) {
     initKorvaneAPI(nullptr);
     EXPECT_EQ(CKrvSettingDoc::getInstance().getFolder(), "");
     EXPECT_EQ(CAccess::GetPath(), "");
-    EXPECT_EQ(zel::pluginPath(), "");
+    EXPECT_FALSE(zel::pluginPathGiven());
     initKorvaneAPI(nullptr);
     EXPECT_EQ(log->find("KorvaneAPI initialization done").size(), 2u);
     // The second start replaced each service, so one of each is registered.
@@ -201,6 +202,21 @@ TEST_F(LifecycleTest, MalformedSettingsPassTheSuiteExceptionThrough) {
         EXPECT_NE(std::string(e.what()).find("Tarsel.ini"), std::string::npos) << e.what();
         EXPECT_NE(std::string(e.what()).find("MaximumAmount"), std::string::npos) << e.what();
     }
+    endKorvaneAPI();
+}
+
+TEST_F(LifecycleTest, SuiteExceptionDuringStartPassesThroughUnchanged) {
+    KrvFault::arm("CProService::InitService", KrvFault::Answer::Throw);
+    try {
+        initKorvaneAPI(folder.c_str());
+        FAIL() << "no exception";
+    } catch (const KorvaneAPIException&) {
+        FAIL() << "the suite's exception must pass unchanged";
+    } catch (const KrvBaseException& e) {
+        EXPECT_STREQ(e.what(), "Injected fault in CProService::InitService");
+    }
+    EXPECT_TRUE(log->find("Can't initialize process service").empty());
+    EXPECT_NE(CService::Get(eServiceData), nullptr);
     endKorvaneAPI();
 }
 

@@ -74,6 +74,11 @@ std::vector<int> toInts(const Args& args, std::size_t first, const char* what) {
     return values;
 }
 
+Output succeeded(bool ok, const std::string& call, const std::string& why) {
+    if (!ok) throw CallFailed(call + " failed" + (why.empty() ? "" : ": " + why));
+    return {};
+}
+
 Output said(bool value) { return {value ? "true" : "false"}; }
 Output said(long long value) { return {std::to_string(value)}; }
 Output said(const std::string& value) { return {value}; }

@@ -20,6 +20,12 @@ struct ScriptError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+// A call that reported failure by its result (false, -1, an empty answer where one was
+// required); `fails` accepts it like an exception.
+struct CallFailed : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
 // What a call printed, line by line; `expect` compares the last call's lines.
 using Output = std::vector<std::string>;
 
@@ -53,6 +59,10 @@ float toFloat(const std::string& text, const char* what);
 bool toBool(const std::string& text, const char* what);
 std::vector<float> toFloats(const Args& args, std::size_t first, const char* what);
 std::vector<int> toInts(const Args& args, std::size_t first, const char* what);
+
+// A call whose false or negative result means failure: nothing printed on success, CallFailed
+// with "<call> failed" (and `why`, when given) otherwise.
+Output succeeded(bool ok, const std::string& call, const std::string& why = "");
 
 // Result conversions.
 Output said(bool value);

@@ -11,6 +11,7 @@ struct State {
     int initCount = 0;
     std::vector<std::string> algorithms;
     std::string path;
+    bool pathGiven = false;
 };
 
 State& state() {
@@ -40,6 +41,7 @@ bool isInitialized() {
 void initPlugins(const char* path) {
     std::lock_guard<std::mutex> lock(state().mutex);
     state().path = path ? path : "";
+    state().pathGiven = path != nullptr;
     state().algorithms.assign(std::begin(kSuiteAlgorithms), std::end(kSuiteAlgorithms));
 }
 
@@ -54,5 +56,6 @@ std::vector<std::string> registeredAlgorithms() {
 }
 
 const std::string& pluginPath() { return state().path; }
+bool pluginPathGiven() { return state().pathGiven; }
 
 }  // namespace zel

@@ -18,6 +18,8 @@ bool isInitialized();
 std::vector<std::string> registeredAlgorithms();
 // The plug-in folder given to the last initPlugins ("" for null).
 const std::string& pluginPath();
+// Whether the last initPlugins was given a path at all (null gives false).
+bool pluginPathGiven();
 
 }  // namespace zel
 
