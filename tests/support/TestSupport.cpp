@@ -55,6 +55,21 @@ void expectLogLine(const LogCapture& capture, KrvLoggerLevel level, const std::s
     EXPECT_EQ(found[0].logger, "Korvane.KorvaneAPI") << message;
 }
 
+int sourceLine(const std::string& fileTail, const std::string& snippet) {
+    std::ifstream source(std::string(KORVANE_SOURCE_DIR) + "/" + fileTail);
+    EXPECT_TRUE(source.good()) << fileTail;
+    std::string text;
+    int found = 0;
+    int matches = 0;
+    for (int number = 1; std::getline(source, text); ++number) {
+        if (text.find(snippet) == std::string::npos) continue;
+        found = number;
+        ++matches;
+    }
+    EXPECT_EQ(matches, 1) << "lines of " << fileTail << " holding " << snippet;
+    return found;
+}
+
 std::string makeSettingsFolder(const std::string& extra) {
     static std::atomic<int> counter{0};
     const boost::filesystem::path folder = boost::filesystem::temp_directory_path() /

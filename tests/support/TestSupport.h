@@ -43,6 +43,11 @@ private:
 void expectLogLine(const LogCapture& capture, KrvLoggerLevel level, const std::string& message,
                    const std::string& fileTail, int line);
 
+// The 1-based line of the source file (path below the checkout, e.g. "src/FilterInterface.cpp")
+// that holds `snippet`; fails the test unless exactly one line does. Lets a test hold a log line
+// to the statement that writes it without restating the number.
+int sourceLine(const std::string& fileTail, const std::string& snippet);
+
 // A fresh folder with Tarsel.ini asking for Debug lines and a log folder inside it; `extra` is
 // appended to the settings file. Removed by the fixture.
 std::string makeSettingsFolder(const std::string& extra = "");
