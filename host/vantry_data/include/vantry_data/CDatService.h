@@ -5,8 +5,18 @@
 
 #pragma GCC visibility push(default)
 
+// How one handler singleton is made and unmade. Each handler's source file registers its own
+// (a static KrvHandlerRegistration), so the data service needs no list of its handlers.
+struct KrvHandlerLifetime {
+    void (*create)();
+    void (*destroy)() noexcept;
+};
+
 class CDatService : public CService {
 public:
+    // Called by the static registrations, before main.
+    static void RegisterHandler(KrvHandlerLifetime lifetime);
+
     CDatService();
     ~CDatService() override;
 
@@ -20,6 +30,10 @@ public:
 private:
     void DestroyHandlers() noexcept;
     bool m_started = false;
+};
+
+struct KrvHandlerRegistration {
+    explicit KrvHandlerRegistration(KrvHandlerLifetime lifetime) { CDatService::RegisterHandler(lifetime); }
 };
 
 #pragma GCC visibility pop
