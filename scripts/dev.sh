@@ -30,6 +30,21 @@ build() {
     cmake --build --preset "$1"
 }
 
+# Installs into a staging prefix and builds the example consumer against it, through the CMake
+# package and through pkg-config, then runs both.
+consumer() {
+    stage="$PWD/build/stage"
+    rm -rf "$stage" build/consumer
+    cmake --install build/debug --prefix "$stage" >/dev/null
+    cmake -S examples/consumer -B build/consumer -G Ninja -DCMAKE_PREFIX_PATH="$stage" >/dev/null
+    cmake --build build/consumer
+    build/consumer/consumer
+    # shellcheck disable=SC2046
+    c++ -std=c++17 examples/consumer/main.cpp -o build/consumer/consumer-pc \
+        $(PKG_CONFIG_PATH="$stage/lib/pkgconfig" pkg-config --cflags --libs korvaneapi) -Wl,-rpath,"$stage/lib"
+    build/consumer/consumer-pc
+}
+
 case "${1:-}" in
 tour)
     need_packages $BUILD_PACKAGES
@@ -42,6 +57,7 @@ test)
     cmake --preset debug -DKORVANE_BUILD_TESTS=ON >/dev/null
     cmake --build --preset debug
     ctest --preset debug -j "$(nproc)"
+    consumer
     build asan
     ctest --preset asan -j "$(nproc)"
     ;;
