@@ -5,5 +5,6 @@
 #include <KorvaneAPI/Filters.h>
 #include <KorvaneAPI/KorvaneAPIException.h>
 #include <KorvaneAPI/KorvaneAPIService.h>
+#include <KorvaneAPI/LookupTables.h>
 #include <KorvaneAPI/MeasureGroups.h>
 #include <KorvaneAPI/Measures.h>

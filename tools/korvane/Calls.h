@@ -74,5 +74,6 @@ Output said(const std::vector<int>& values);
 
 // The register functions of the families.
 void addCoreCalls(CallTable& table);
+void addImageCalls(CallTable& table);
 
 }  // namespace korvane
