@@ -1,6 +1,7 @@
 // KorvaneAPI: drive the object stores and services of the Korvane image-analysis suite.
 // Include this header for the whole interface.
 #pragma once
+#include <KorvaneAPI/Callbacks.h>
 #include <KorvaneAPI/Core.h>
 #include <KorvaneAPI/Filters.h>
 #include <KorvaneAPI/KorvaneAPIException.h>
