@@ -8,3 +8,4 @@
 #include <KorvaneAPI/KorvaneAPIService.h>
 #include <KorvaneAPI/MeasureGroups.h>
 #include <KorvaneAPI/Measures.h>
+#include <KorvaneAPI/Sieves.h>
