@@ -8,4 +8,5 @@
 #include <KorvaneAPI/KorvaneAPIService.h>
 #include <KorvaneAPI/MeasureGroups.h>
 #include <KorvaneAPI/Measures.h>
+#include <KorvaneAPI/Segments.h>
 #include <KorvaneAPI/Sieves.h>

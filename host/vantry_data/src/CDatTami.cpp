@@ -12,12 +12,7 @@ CDatTamiHandler* CDatTamiHandler::m_pInstance = nullptr;
 
 namespace {
 
-void createHandler() { CDatTamiHandler::m_pInstance = new CDatTamiHandler(); }
-void destroyHandler() noexcept {
-    delete CDatTamiHandler::m_pInstance;
-    CDatTamiHandler::m_pInstance = nullptr;
-}
-const KrvHandlerRegistration registration{{&createHandler, &destroyHandler}};
+const KrvHandlerRegistration registration{krvSingletonLifetime<CDatTamiHandler>()};
 
 std::uint64_t bytesOf(int count) { return static_cast<std::uint64_t>(count) * sizeof(float); }
 
