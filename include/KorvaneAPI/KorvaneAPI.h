@@ -2,6 +2,7 @@
 // Include this header for the whole interface.
 #pragma once
 #include <KorvaneAPI/Callbacks.h>
+#include <KorvaneAPI/Commands.h>
 #include <KorvaneAPI/Core.h>
 #include <KorvaneAPI/Filters.h>
 #include <KorvaneAPI/KorvaneAPIException.h>
