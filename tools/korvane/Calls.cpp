@@ -16,6 +16,9 @@ const CallTable& calls() {
     static const CallTable table = [] {
         CallTable built;
         addCoreCalls(built);
+        addSieveCalls(built);
+        addSegmentCalls(built);
+        addCommandCalls(built);
         return built;
     }();
     return table;
