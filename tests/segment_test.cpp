@@ -154,7 +154,6 @@ TEST_F(SegmentTest, LongWorkReportsProgressAndStopsWhenAsked) {
     CKrvSettingDoc::getInstance().setMaximumAmountMemory(used + 3 * 4 * sizeof(CDatSegItem));
     stopAfter = -1;
     EXPECT_EQ(host("rings")->AppendRings(5, 4, 0, 0, 1), 3);  // the budget holds three more
-    EXPECT_FALSE(host("rings")->AppendItem(0, {0, 0, 0, 0}));
     CKrvSettingDoc::getInstance().setMaximumAmountMemory(0);
     EXPECT_TRUE(removeSegment("rings"));
     EXPECT_EQ(KrvMemoryBudget::used(), used - (250 * 12 + 3 * 4) * sizeof(CDatSegItem));
