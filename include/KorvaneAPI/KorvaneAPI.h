@@ -1,6 +1,8 @@
 // KorvaneAPI: drive the object stores and services of the Korvane image-analysis suite.
 // Include this header for the whole interface.
 #pragma once
+#include <KorvaneAPI/Callbacks.h>
+#include <KorvaneAPI/Commands.h>
 #include <KorvaneAPI/Core.h>
 #include <KorvaneAPI/Filters.h>
 #include <KorvaneAPI/KorvaneAPIException.h>
@@ -8,3 +10,5 @@
 #include <KorvaneAPI/LookupTables.h>
 #include <KorvaneAPI/MeasureGroups.h>
 #include <KorvaneAPI/Measures.h>
+#include <KorvaneAPI/Segments.h>
+#include <KorvaneAPI/Sieves.h>

@@ -17,6 +17,9 @@ const CallTable& calls() {
         CallTable built;
         addCoreCalls(built);
         addImageCalls(built);
+        addSieveCalls(built);
+        addSegmentCalls(built);
+        addCommandCalls(built);
         return built;
     }();
     return table;

@@ -75,5 +75,11 @@ Output said(const std::vector<int>& values);
 // The register functions of the families.
 void addCoreCalls(CallTable& table);
 void addImageCalls(CallTable& table);
+void addSieveCalls(CallTable& table);
+void addSegmentCalls(CallTable& table);
+void addCommandCalls(CallTable& table);
+
+// "korvane commands": the catalogue by category, with descriptions and parameters.
+void printCommands(std::ostream& out);
 
 }  // namespace korvane

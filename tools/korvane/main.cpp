@@ -19,6 +19,7 @@
 #include <vantry_util/KrvExternalFunction.h>
 #include <vantry_util/KrvLogger.h>
 
+#include "ProgressBar.h"
 #include "Script.h"
 
 namespace {
@@ -48,8 +49,10 @@ public:
         initKorvaneAPI(settings.c_str());
         if (logLevel != -2) setKrvConsoleLevel(logLevel);  // over the settings' own threshold
         KrvExternalFunction::getInstance().setUpdStatusBarFunction(&printStatus);
+        korvane::installProgress();
     }
     ~Session() {
+        korvane::removeProgress();
         KrvExternalFunction::getInstance().setUpdStatusBarFunction(nullptr);
         endKorvaneAPI();
     }
@@ -116,6 +119,7 @@ int main(int argc, char** argv) {
     std::string helpCall;
     CLI::App* help = app.add_subcommand("help", "list the calls, or describe one");
     help->add_option("call", helpCall, "a call's name");
+    CLI::App* commands = app.add_subcommand("commands", "list the suite's processing commands with descriptions");
 
     CLI11_PARSE(app, argc, argv);
 
@@ -127,6 +131,10 @@ int main(int argc, char** argv) {
         const int logLevel = logLevelText.empty() ? -2 : parseKrvLogLevel(logLevelText);
         korvane::Interpreter interpreter(std::cout, std::cerr, {keepGoing, !quiet});
         Session session(findSettings(settings), logLevel);
+        if (*commands) {
+            korvane::printCommands(std::cout);
+            return 0;
+        }
         if (*shell) {
             runShell(interpreter);
             return 0;

@@ -15,18 +15,6 @@ bool CProService::InitService() {
     return true;
 }
 
-namespace {
-TAB_LISTCMD g_commands[] = {
-    {0, 0, "", "none", "", nullptr},
-};
-}  // namespace
-
-TAB_LISTCMD* GetKrvTabListCmd(int* count) {
-    KRV_FAULT_RETURN(TAB_LISTCMD*, "GetKrvTabListCmd");
-    if (count) *count = static_cast<int>(sizeof g_commands / sizeof g_commands[0]);
-    return g_commands;
-}
-
 bool krvToOrlanData(const std::string& name, int type, COrlanSpreadsheet* sheet) {
     KRV_FAULT_RETURN(bool, "krvToOrlanData");
     const KrvResultTable* table = KrvResultTables::Find(name);

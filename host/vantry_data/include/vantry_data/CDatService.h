@@ -36,4 +36,14 @@ struct KrvHandlerRegistration {
     explicit KrvHandlerRegistration(KrvHandlerLifetime lifetime) { CDatService::RegisterHandler(lifetime); }
 };
 
+// The lifetime of a handler that is a plain singleton behind its static m_pInstance.
+template <class Handler>
+KrvHandlerLifetime krvSingletonLifetime() {
+    return {[] { Handler::m_pInstance = new Handler(); },
+            []() noexcept {
+                delete Handler::m_pInstance;
+                Handler::m_pInstance = nullptr;
+            }};
+}
+
 #pragma GCC visibility pop

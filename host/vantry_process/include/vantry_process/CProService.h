@@ -1,6 +1,7 @@
 // The process service (service 3) and the suite's catalogue of processing commands.
 #pragma once
 #include <cstddef>
+#include <vantry_process/CProCmd.h>
 #include <vantry_service_handler/CService.h>
 
 #pragma GCC visibility push(default)
@@ -13,6 +14,12 @@ public:
     // Builds one process service; it registers itself under service 3.
     static void AllocService();
     bool InitService() override;
+
+    // The command object: the suite's commands by name.
+    CProCmdList& GetCmdList() noexcept { return m_commands; }
+
+private:
+    CProCmdList m_commands;
 };
 
 // One record of the command table: 40 bytes, the name pointer at bytes 16 to 23. Record 0 and
@@ -23,7 +30,7 @@ struct TAB_LISTCMD {
     const char* group;
     const char* name;
     const char* description;
-    const void* reserved;
+    const CProCmdParam* params;  // ended by a parameter without name; null for none
 };
 static_assert(sizeof(TAB_LISTCMD) == 40, "TAB_LISTCMD is exchanged by layout");
 static_assert(offsetof(TAB_LISTCMD, name) == 16, "TAB_LISTCMD name at bytes 16 to 23");

@@ -1,0 +1,20 @@
+// The suite's catalogue of processing commands. Neither function logs or throws on its own;
+// both need the process service that initKorvaneAPI starts.
+#pragma once
+#include <string>
+#include <vector>
+
+#include <KorvaneAPI/KorvaneAPIExport.h>
+
+// The suite's description of one command (vantry_process/CProCmd.h: name, category,
+// description, parameters with their types and defaults).
+class CProCmd;
+
+// The names of the suite's commands in the suite's order; duplicates are kept and the
+// separators of the suite's table ("none") are left out. Empty when the table holds no more
+// than its first record.
+KORVANEAPI_EXPORT std::vector<std::string> getCmdNameColl();
+
+// The suite's description of the command `name` (exact spelling), owned by the suite: do not
+// free it. Null when the suite knows no such command.
+KORVANEAPI_EXPORT CProCmd* getCmdInfo(const std::string& name);

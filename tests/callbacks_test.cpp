@@ -1,0 +1,242 @@
+// The client's callbacks and the progress hook, called as the suite calls them: through the
+// slots of its hook table.
+#include <atomic>
+#include <cstring>
+#include <random>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <boost/lexical_cast.hpp>
+
+#include <KorvaneAPI/KorvaneAPI.h>
+#include <vantry_util/CKrvSettingDoc.h>
+#include <vantry_util/KrvExternalFunction.h>
+
+#include "support/TestSupport.h"
+
+using kapitest::expectLogLine;
+using Level = KrvLoggerLevel;
+
+namespace {
+
+const char* const kCallbacks = "src/CBInterface.cpp";
+const int kWarnLine = 112;
+
+struct Received {
+    std::vector<float> ratios;
+    std::vector<std::string> messages;
+    int flushes = 0;
+    bool flushAnswer = true;
+};
+Received received;
+
+void recordRatio(float ratio) { received.ratios.push_back(ratio); }
+void recordMessage(const std::string& message) { received.messages.push_back(message); }
+bool recordFlush() {
+    ++received.flushes;
+    return received.flushAnswer;
+}
+
+void progress(const std::string& message) { KrvExternalFunction::getInstance().CallProgressMsgFunction(message.c_str()); }
+bool flush() { return KrvExternalFunction::getInstance().CallFlushEventsFunction(); }
+
+class CallbacksTest : public kapitest::SuiteTest {
+protected:
+    void SetUp() override {
+        SuiteTest::SetUp();
+        received = Received();
+        CKrvSettingDoc::getInstance().setProgress(1);
+        setProgressRatioCB(&recordRatio);
+        setProgressMsgCB(&recordMessage);
+        setFlushEventsCB(&recordFlush);
+    }
+    void TearDown() override {
+        setProgressRatioCB(nullptr);
+        setProgressMsgCB(nullptr);
+        setFlushEventsCB(nullptr);
+        CKrvSettingDoc::getInstance().setProgress(1);
+        SuiteTest::TearDown();
+    }
+    std::size_t warnings() const {
+        std::size_t count = 0;
+        for (const kapitest::LogLine& line : log->lines()) count += line.level == Level::Warn;
+        return count;
+    }
+};
+
+TEST_F(CallbacksTest, RatioComesFromTheNumbersAroundTheFirstSlash) {
+    struct Case {
+        const char* message;
+        float ratio;
+        bool warns;
+    };
+    const Case cases[] = {
+        {"Processing slice 12/40 done", 12.0f / 40.0f, false},
+        {"1/3", 0.33333334f, false},
+        {"3/0", 0.0f, false},
+        {"0/0", 0.0f, false},
+        {"no slash at all", 0.0f, false},
+        {"", 0.0f, false},
+        {"+3/-4", -0.75f, false},
+        {"-2147483648/1", -2147483648.0f, false},
+        {"16777217/1", 16777216.0f, false},  // each side is rounded to single precision first
+        {"a 1/2 b 3/4", 0.5f, false},        // only the first "/" counts
+        {"a/4", 0.0f, true},
+        {"x /4", 0.0f, true},  // empty numerator text
+        {"4/ x", 0.0f, true},  // empty denominator text
+        {"/", 0.0f, true},
+        {"1/2/4", 0.0f, true},  // the denominator runs to the next blank
+        {"12/40done", 0.0f, true},
+        {"2147483648/4", 0.0f, true},  // outside 32 bits
+        {"4/-2147483649", 0.0f, true},
+        {"1\t/2", 0.0f, true},  // only a space ends a number
+        {"0x1/2", 0.0f, true},
+        {"1.5/2", 0.0f, true},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.message);
+        received = Received();
+        log->clear();
+        progress(c.message);
+
+        ASSERT_EQ(received.ratios.size(), 1u);
+        EXPECT_EQ(std::memcmp(&received.ratios[0], &c.ratio, sizeof(float)), 0)
+            << received.ratios[0] << " instead of " << c.ratio;
+        ASSERT_EQ(received.messages.size(), 1u);
+        EXPECT_EQ(received.messages[0], c.message);
+        if (c.warns)
+            expectLogLine(*log, Level::Warn, std::string("Bad progression msg format : ") + c.message, kCallbacks,
+                          kWarnLine);
+        EXPECT_EQ(warnings(), c.warns ? 1u : 0u);
+    }
+}
+
+TEST_F(CallbacksTest, ProgressSwitchSilencesEverything) {
+    CKrvSettingDoc::getInstance().setProgress(0);
+    progress("a/4");
+    progress("1/2");
+    EXPECT_TRUE(received.ratios.empty());
+    EXPECT_TRUE(received.messages.empty());
+    EXPECT_EQ(warnings(), 0u);
+    EXPECT_TRUE(flush());  // the flush hook does not look at the switch
+    EXPECT_EQ(received.flushes, 1);
+}
+
+// The switch is read again before the ratio callback: turned off while the warning is written,
+// the ratio is withheld, the message is still delivered.
+TEST_F(CallbacksTest, SwitchIsReadAgainBeforeTheRatio) {
+    struct SwitchOff : KrvLogSink {
+        void write(const KrvLogRecord& record) override {
+            if (record.level == Level::Warn) CKrvSettingDoc::getInstance().setProgress(0);
+        }
+    };
+    auto sink = std::make_shared<SwitchOff>();
+    addKrvLogSink(sink);
+    progress("a/4");
+    removeKrvLogSink(sink);
+    EXPECT_TRUE(received.ratios.empty());
+    ASSERT_EQ(received.messages.size(), 1u);
+    EXPECT_EQ(received.messages[0], "a/4");
+}
+
+TEST_F(CallbacksTest, HooksWithoutCallbacksOnlyParse) {
+    setProgressRatioCB(nullptr);
+    setProgressMsgCB(nullptr);
+    setFlushEventsCB(nullptr);
+    progress("a/4");
+    progress("1/2");
+    EXPECT_TRUE(flush());
+    EXPECT_TRUE(received.ratios.empty() && received.messages.empty());
+    EXPECT_EQ(received.flushes, 0);
+    EXPECT_EQ(warnings(), 1u);  // the parsing still ran
+
+    setFlushEventsCB(&recordFlush);
+    received.flushAnswer = false;
+    EXPECT_FALSE(flush());
+
+    setProgressRatioCB(&recordRatio);  // one setter alone installs the shared hook
+    progress("1/4");
+    EXPECT_EQ(received.ratios, std::vector<float>{0.25f});
+    EXPECT_TRUE(received.messages.empty());
+}
+
+// A plain reading of the rule: split by hand, convert with boost.
+// Ratio and whether it warns.
+std::pair<float, bool> referenceRatio(const std::string& message) {
+    std::size_t slash = 0;
+    while (slash < message.size() && message[slash] != '/') ++slash;
+    if (slash == message.size()) return {0.0f, false};
+    std::size_t start = slash;
+    while (start > 0 && message[start - 1] != ' ') --start;
+    std::size_t end = slash + 1;
+    while (end < message.size() && message[end] != ' ') ++end;
+    int numerator = 0, denominator = 0;
+    if (!boost::conversion::try_lexical_convert(message.substr(start, slash - start), numerator) ||
+        !boost::conversion::try_lexical_convert(message.substr(slash + 1, end - slash - 1), denominator))
+        return {0.0f, true};
+    if (denominator == 0) return {0.0f, false};
+    return {static_cast<float>(numerator) / static_cast<float>(denominator), false};
+}
+
+TEST_F(CallbacksTest, ParserAgreesWithReferenceOnGeneratedMessages) {
+    getKorvaneAPILogger().setLogLevel(static_cast<int>(Level::Warn));
+    std::mt19937 random(20261123);
+    const std::string pieces[] = {"0", "7", "12", "40", "-", "+", " ", "/", "a", "x", "2147483647", "2147483648",
+                                  "-2147483648", "99999999999", "00", "\t"};
+    std::uniform_int_distribution<std::size_t> pick(0, std::size(pieces) - 1);
+    std::uniform_int_distribution<int> length(0, 8);
+    for (int n = 0; n < 5000; ++n) {
+        std::string message;
+        for (int k = length(random); k > 0; --k) message += pieces[pick(random)];
+        SCOPED_TRACE("\"" + message + "\"");
+        received = Received();
+        log->clear();
+        progress(message);
+        const auto [ratio, warns] = referenceRatio(message);
+        ASSERT_EQ(received.ratios.size(), 1u);
+        ASSERT_EQ(std::memcmp(&received.ratios[0], &ratio, sizeof(float)), 0) << received.ratios[0] << " vs " << ratio;
+        ASSERT_EQ(warnings(), warns ? 1u : 0u);
+        ASSERT_EQ(received.messages, std::vector<std::string>{message});
+    }
+}
+
+// Four threads call both hooks; the callbacks note when they are inside. The lock must keep
+// them from ever overlapping (run under the thread sanitizer too).
+std::atomic<int> inside{0};
+std::atomic<int> overlaps{0};
+std::atomic<int> entries{0};
+void enter() {
+    if (inside.fetch_add(1) != 0) overlaps.fetch_add(1);
+    entries.fetch_add(1);
+    std::this_thread::yield();
+    inside.fetch_sub(1);
+}
+void exclusiveRatio(float) { enter(); }
+void exclusiveMessage(const std::string&) { enter(); }
+bool exclusiveFlush() {
+    enter();
+    return true;
+}
+
+TEST_F(CallbacksTest, HooksNeverOverlapAcrossThreads) {
+    setProgressRatioCB(&exclusiveRatio);
+    setProgressMsgCB(&exclusiveMessage);
+    setFlushEventsCB(&exclusiveFlush);
+    const int rounds = 500;
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t)
+        threads.emplace_back([t] {
+            for (int i = 0; i < rounds; ++i) {
+                progress("Step " + std::to_string(i) + "/" + std::to_string(rounds) + " of " + std::to_string(t));
+                flush();
+            }
+        });
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(overlaps.load(), 0);
+    EXPECT_EQ(entries.load(), 4 * rounds * 3);
+}
+
+}  // namespace

@@ -1,0 +1,71 @@
+// Calls of the command catalogue and of the suite's progress reporting.
+#include <ostream>
+
+#include <KorvaneAPI/Commands.h>
+#include <vantry_process/CProCmd.h>
+#include <vantry_util/CKrvSettingDoc.h>
+
+#include "Calls.h"
+#include "ProgressBar.h"
+
+namespace korvane {
+
+namespace {
+
+// "name (type, default value)" per parameter.
+std::string parameters(const CProCmd& command) {
+    std::string text;
+    for (const CProCmdParam& p : command.GetParams()) {
+        if (!text.empty()) text += ", ";
+        text += std::string(p.name) + " (" + p.type + (*p.defaultValue ? std::string(", ") + p.defaultValue : "") + ")";
+    }
+    return text;
+}
+
+Output commandInfo(const Args& args) {
+    const CProCmd* command = getCmdInfo(args[0]);
+    if (command == nullptr) throw CallFailed("getCmdInfo failed: no command " + args[0]);
+    return {command->GetName().m_str + " [" + command->GetCategory().m_str + "]", command->GetDescription().m_str,
+            "parameters: " + parameters(*command)};
+}
+
+Output lastProgress(const Args&) {
+    const ProgressSeen& seen = progressSeen();
+    if (seen.messages == 0) return {};
+    return {seen.message, said(std::vector<float>{seen.ratio})[0]};
+}
+
+}  // namespace
+
+void printCommands(std::ostream& out) {
+    std::string category;
+    for (const std::string& name : getCmdNameColl()) {
+        const CProCmd* command = getCmdInfo(name);
+        if (command == nullptr) {
+            out << "  " << name << '\n';
+            continue;
+        }
+        if (command->GetCategory().m_str != category) {
+            category = command->GetCategory().m_str;
+            out << category << '\n';
+        }
+        out << "  " << name << ": " << command->GetDescription().m_str << "\n      " << parameters(*command) << '\n';
+    }
+}
+
+void addCommandCalls(CallTable& table) {
+    table.add("getCmdNameColl", {"getCmdNameColl", "the names of the suite's processing commands", 0, 0,
+                                 [](const Args&) { return said(getCmdNameColl()); }});
+    table.add("getCmdInfo", {"getCmdInfo NAME", "a command's category, description and parameters", 1, 1,
+                             commandInfo});
+    table.add("lastProgress", {"lastProgress", "the last progress message and ratio the suite reported (if any)", 0, 0,
+                               lastProgress});
+    table.add("setProgress", {"setProgress ON", "(suite) turns the settings' progress switch on (1) or off (0)", 1, 1,
+                              [](const Args& args) {
+                                  CKrvSettingDoc::getInstance().setProgress(toBool(args[0], "ON") ? 1 : 0);
+                                  resetProgressSeen();
+                                  return Output{};
+                              }});
+}
+
+}  // namespace korvane
