@@ -19,5 +19,6 @@ std::vector<std::string> getCmdNameColl() {
 
 CProCmd* getCmdInfo(const std::string& name) {
     CProService* service = static_cast<CProService*>(CService::Get(eServiceProcess));
+    if (service == nullptr) return nullptr;  // no process service: no command to describe
     return service->GetCmdList().GetCmd(CKrvString(name));
 }

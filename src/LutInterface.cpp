@@ -39,7 +39,9 @@ std::vector<int> getLutValues(const std::string& name) {
         return std::vector<int>();
     }
     const int size = lut->GetSize();
-    std::unique_ptr<int[]> values(new int[size]);  // a negative size fails here, as any allocation would
+    // Zeroed: a suite that reports success without writing gives zeros, not the heap's old bytes.
+    // A negative size fails here, as any allocation would.
+    std::unique_ptr<int[]> values(new int[size]());
     if (lut->GetMorphoLut(values.get()) != 1) {
         KAPI_LOG(Warn, "Empty lut ", name, ", can't get lut values");
         return std::vector<int>();

@@ -16,5 +16,5 @@ class CProCmd;
 KORVANEAPI_EXPORT std::vector<std::string> getCmdNameColl();
 
 // The suite's description of the command `name` (exact spelling), owned by the suite: do not
-// free it. Null when the suite knows no such command.
+// free it. Null when the suite knows no such command, or has no process service.
 KORVANEAPI_EXPORT CProCmd* getCmdInfo(const std::string& name);

@@ -18,6 +18,7 @@ KORVANEAPI_EXPORT bool createLut(const std::string& name, const std::vector<int>
 // The values of the table `name`, plain or morphological. An empty vector for an unknown name
 // (Error "Can't get lut <name>, this lut doesn't exists") and for a table whose values can't be
 // read, an empty one included (Warn "Empty lut <name>, can't get lut values").
+// When the suite reports success without writing the values, they read as zeros.
 KORVANEAPI_EXPORT std::vector<int> getLutValues(const std::string& name);
 
 // Removes the table `name`, plain or morphological; logs at Debug "Removing lut <name>", and at

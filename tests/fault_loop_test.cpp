@@ -1,0 +1,311 @@
+// The fault loop: every exported function of the object families is run once on a known set of
+// objects to learn which host operations it calls and how often; then each of those calls in turn
+// (the 1st, the 2nd, ...) is failed with every answer the fault points give (null, zero,
+// non-zero, negative, a thrown exception). Each run must give the documented result and the
+// documented Warn/Error line, or let the suite's exception through unchanged with no line at all.
+// Under the asan preset, LeakSanitizer checks that no run loses memory.
+#include <algorithm>
+#include <fstream>
+#include <functional>
+#include <map>
+#include <regex>
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <KorvaneAPI/KorvaneAPI.h>
+#include <vantry_util/KrvBaseException.h>
+#include <vantry_util/KrvFault.h>
+
+#include "support/TestSupport.h"
+
+using Answer = KrvFault::Answer;
+using Level = KrvLoggerLevel;
+
+namespace {
+
+template <class T>
+std::string join(const std::vector<T>& items) {
+    std::ostringstream out;
+    for (std::size_t i = 0; i < items.size(); ++i) out << (i ? "," : "") << items[i];
+    return out.str();
+}
+
+std::string text(bool value) { return value ? "true" : "false"; }
+
+int kMorphoValues[] = {0, 1};
+int kNewMorphoValues[] = {7, 8};
+
+// One exported function, called on the objects that populate() makes; its result as text.
+struct Call {
+    const char* name;
+    std::function<std::string()> run;
+};
+
+const std::vector<Call>& calls() {
+    static const std::vector<Call> table{
+        {"createFilter", [] { return text(createFilter("f2", "I1*2")); }},
+        {"getFilterFormula", [] { return getFilterFormula("f1"); }},
+        {"removeFilter", [] { return removeFilter("f1"), std::string("-"); }},
+        {"removeAllFilters", [] { return removeAllFilters(), std::string("-"); }},
+        {"isValidImageFormula", [] { return text(isValidImageFormula("I1+X")); }},
+        {"getFilterList", [] { return join(getFilterList()); }},
+        {"createLut", [] { return text(createLut("l2", {4, 5})); }},
+        {"getLutValues", [] { return join(getLutValues("l1")); }},
+        {"removeLut", [] { return removeLut("l1"), std::string("-"); }},
+        {"getLutList", [] { return join(getLutList()); }},
+        {"createMorphoLut", [] { return text(createMorphoLut("m2", kNewMorphoValues, 2, 3, 4)); }},
+        {"getMorphoLutDataPtr",
+         [] {
+             int* values = kNewMorphoValues;
+             int size = 99;
+             const bool ok = getMorphoLutDataPtr("m1", values, size);
+             return text(ok) + " " + std::to_string(size) + " " + (values ? std::to_string(values[1]) : "null");
+         }},
+        {"getMorphoLutFlags",
+         [] {
+             int flag1 = 9, flag2 = 9;
+             const bool ok = getMorphoLutFlags("m1", flag1, flag2);
+             return text(ok) + " " + std::to_string(flag1) + "," + std::to_string(flag2);
+         }},
+        {"setMorphoLutFlags", [] { return text(setMorphoLutFlags("m1", 5, 6)); }},
+        {"removeMorphoLut", [] { return text(removeMorphoLut("m1")); }},
+        {"getMorphoLutList", [] { return join(getMorphoLutList()); }},
+        {"createSieve", [] { return text(createSieve("s2", {1.0f, 2.0f})); }},
+        {"getSieveParams", [] { return join(getSieveParams("s1")); }},
+        {"removeSieve", [] { return removeSieve("s1"), std::string("-"); }},
+        {"getSieveList", [] { return join(getSieveList()); }},
+        {"createSegment", [] { return text(createSegment("g2")); }},
+        {"getNbChain", [] { return std::to_string(getNbChain("g1")); }},
+        {"getNbItems", [] { return std::to_string(getNbItems("g1", 0)); }},
+        {"getSegment",
+         [] {
+             float x1 = 9, y1 = 9, x2 = 9, y2 = 9;
+             const bool ok = getSegment("g1", 0, 0, x1, y1, x2, y2);
+             return text(ok) + " " + join(std::vector<float>{x1, y1, x2, y2});
+         }},
+        {"removeSegment", [] { return text(removeSegment("g1")); }},
+        {"getSegmentList", [] { return join(getSegmentList()); }},
+        {"getCmdNameColl", [] { return std::to_string(getCmdNameColl().size()); }},
+        {"getCmdInfo", [] { return std::string(getCmdInfo("Erode") ? "found" : "null"); }},
+        {"getExtraMemUsage", [] { return std::to_string(getExtraMemUsage()); }},
+        {"setExtraMemUsage", [] { return setExtraMemUsage(0), std::string("-"); }},
+        {"setFlushEventsCB", [] { return setFlushEventsCB(nullptr), std::string("-"); }},
+        {"setProgressMsgCB", [] { return setProgressMsgCB(nullptr), std::string("-"); }},
+        {"setProgressRatioCB", [] { return setProgressRatioCB(nullptr), std::string("-"); }},
+        {"removeAllMsrGrp", [] { return removeAllMsrGrp(), std::string("-"); }},
+        {"removeAllUsrMsr", [] { return removeAllUsrMsr(), std::string("-"); }},
+    };
+    return table;
+}
+
+// The lifecycle functions have their own fault tests (core_test, service_test).
+const std::set<std::string> kElsewhere{"initKorvaneAPI", "endKorvaneAPI", "getKorvaneAPILogger"};
+
+enum : unsigned { N = 1u << 1, Z = 1u << 2, P = 1u << 3, M = 1u << 4, T = 1u << 5, ALL_BUT_T = N | Z | P | M };
+const Answer kAnswers[] = {Answer::Null, Answer::Zero, Answer::NonZero, Answer::Negative, Answer::Throw};
+unsigned bit(Answer a) { return 1u << static_cast<int>(a); }
+const char* answerName(Answer a) {
+    static const char* const names[] = {"None", "Null", "Zero", "NonZero", "Negative", "Throw", "Custom"};
+    return names[static_cast<int>(a)];
+}
+
+// What a failed host call gives: the result and at most one Warn/Error line, written by the
+// statement of `file` that holds `snippet`. A run no row matches must give the result of the
+// run without faults and no Warn/Error line, and a thrown answer must reach the caller.
+struct Outcome {
+    const char* call;
+    const char* point;
+    unsigned answers;
+    int nth;  // 0 for every call of the point
+    const char* result;
+    Level level;
+    const char* message;  // empty for no line
+    const char* file;
+    const char* snippet;
+};
+
+const char* const kFlr = "src/FilterInterface.cpp";
+const char* const kLut = "src/LutInterface.cpp";
+const char* const kSv = "src/SieveInterface.cpp";
+const Level E = Level::Error;
+const Level W = Level::Warn;
+
+const std::vector<Outcome> kOutcomes{
+    {"createFilter", "CDatFlr::checkFilterFormula", N | Z | M, 0, "false", E,
+     "Invalid user filter formula I1*2 for user filter f2", kFlr, "\" for user filter \""},
+    {"createFilter", "CDatFlrHandler::AddFlr", ALL_BUT_T, 0, "false", E, "Internal error while creating filter f2",
+     kFlr, "\"Internal error while creating filter \""},
+    {"createFilter", "CDatFlr::initFilterFormula", N | Z | M, 0, "false", E,
+     "Invalid user filter formula I1*2 for filter f2", kFlr, "\" for filter \""},
+    {"getFilterFormula", "CDatFlrHandler::FindObj", ALL_BUT_T, 0, "", E,
+     "Can't get formula for filter f1, this filter doesn't exists", kFlr, "\"Can't get formula for filter \""},
+    {"removeFilter", "CDatFlrHandler::RemoveFlr", N | Z, 0, "-", E, "Can't remove filter f1, this filter doesn't exists",
+     kFlr, "\"Can't remove filter \""},
+    {"removeAllFilters", "CDatFlrHandler::RemoveAll", N | Z, 0, "-", E, "Failed to remove all filters", kFlr,
+     "\"Failed to remove all filters\""},
+    {"createLut", "CDatMorphoLutHandler::AddLut", ALL_BUT_T, 0, "false", E, "Internal error, can't create lut l2",
+     kLut, "\"Internal error, can't create lut \""},
+    {"getLutValues", "CDatMorphoLutHandler::FindObj", ALL_BUT_T, 0, "", E,
+     "Can't get lut l1, this lut doesn't exists", kLut, "\"Can't get lut \""},
+    {"getLutValues", "CDatMorphoLut::GetMorphoLut", N | Z | M, 0, "", W, "Empty lut l1, can't get lut values", kLut,
+     "\"Empty lut \""},
+    // "1" without the values written: the caller gets zeros, never what the heap held.
+    {"getLutValues", "CDatMorphoLut::GetMorphoLut", P, 0, "0,0,0", W, "", kLut, ""},
+    {"removeLut", "CDatMorphoLutHandler::RemoveLut", N | Z, 0, "-", W, "Failed to remove lut l1", kLut,
+     "\"Failed to remove lut \""},
+    // The list asks for each name in turn whether it is a plain table: l1 first, then m1.
+    {"getLutList", "CDatMorphoLutHandler::FindObj", ALL_BUT_T, 1, "", W, "", kLut, ""},
+    {"createMorphoLut", "CDatMorphoLutHandler::AddLut", ALL_BUT_T, 0, "false", W, "", kLut, ""},
+    {"getMorphoLutDataPtr", "CDatMorphoLutHandler::FindObj", ALL_BUT_T, 0, "false 0 null", E,
+     "Can't get 'm1' morphological lut, this morphological lut doesn't exists", kLut, "this morphological lut doesn't exists\""},
+    {"getMorphoLutDataPtr", "CDatTab::GetField", ALL_BUT_T, 0, "false 2 null", W,
+     "Invalid 'm1' morphological lut, can't get values", kLut, "\"Invalid '\""},
+    {"getMorphoLutDataPtr", "CDatIntField::GetData", ALL_BUT_T, 0, "false 2 null", W, "", kLut, ""},
+    {"getMorphoLutFlags", "CDatMorphoLutHandler::FindObj", ALL_BUT_T, 0, "false -1,-1", E,
+     "Can't get 'm1' morphological lut, this morphological lut doesn't exist.", kLut, "// flags stay -1"},
+    {"setMorphoLutFlags", "CDatMorphoLutHandler::FindObj", ALL_BUT_T, 0, "false", E,
+     "Can't get 'm1' morphological lut, this morphological lut doesn't exist.", kLut, "// nothing written"},
+    {"removeMorphoLut", "CDatMorphoLutHandler::FindObj", ALL_BUT_T, 0, "true", W,
+     "The 'm1' morphological lut does not exist.", kLut, "morphological lut does not exist.\""},
+    {"removeMorphoLut", "CDatMorphoLutHandler::RemoveLut", N | Z, 0, "false", W,
+     "Failed to remove 'm1' morphological lut.", kLut, "\"Failed to remove '\""},
+    {"createSieve", "CDatTamiHandler::AddTami", ALL_BUT_T, 0, "false", E, "Internal error, can't create sieve s2", kSv,
+     "\"Internal error, can't create sieve \""},
+    {"getSieveParams", "CDatTami::GetData", N | P, 0, "", W, "Empty sieve s1, can't get sieve params", kSv,
+     "\"Empty sieve \""},
+    {"getSieveParams", "CDatTami::GetData", Z | M, 0, "", W, "", kSv, ""},
+    {"removeSieve", "CDatTamiHandler::RemoveTami", N | Z, 0, "-", W, "Failed to remove sieve s1", kSv,
+     "\"Failed to remove sieve \""},
+    {"createSegment", "CDatSegHandler::AddSeg", ALL_BUT_T, 0, "false", W, "", kSv, ""},
+    // A count of items written that the suite did not write: the outputs stay as they were.
+    {"getSegment", "CDatSeg::GetSegment", P, 0, "true 9,9,9,9", W, "", kSv, ""},
+    {"removeSegment", "CDatSegHandler::RemoveSeg", N | Z, 0, "false", W, "", kSv, ""},
+    {"getCmdNameColl", "GetKrvTabListCmd", ALL_BUT_T, 0, "0", W, "", kSv, ""},
+    {"getCmdInfo", "CService::Get", ALL_BUT_T, 0, "null", W, "", kSv, ""},
+};
+
+const Outcome* outcomeOf(const std::string& call, const std::string& point, Answer answer, int nth) {
+    for (const Outcome& o : kOutcomes)
+        if (call == o.call && point == o.point && (o.answers & bit(answer)) && (o.nth == 0 || o.nth == nth)) return &o;
+    return nullptr;
+}
+
+// Every fault point of the stand-alone suite, read from its sources.
+std::vector<std::string> faultPoints() {
+    std::vector<std::string> points;
+    const std::regex use(R"((KRV_FAULT_RETURN\([^,]+,|KRV_FAULT_COUNT\(|KrvFault::point\()\s*\"([^\"]+)\")");
+    for (const char* file : {"host/vantry_service_handler/src/CService.cpp", "host/vantry_data/src/CDatService.cpp",
+                             "host/vantry_data/src/CDatTami.cpp", "host/vantry_data/src/CDatTab.cpp",
+                             "host/vantry_data/src/CDatSeg.cpp", "host/vantry_data/src/CDatFlrHandler.cpp",
+                             "host/vantry_data/src/CDatMorphoLutHandler.cpp", "host/vantry_data/src/KrvResultTable.cpp",
+                             "host/vantry_process/src/CProCmd.cpp", "host/vantry_process/src/CProService.cpp"}) {
+        std::ifstream in(std::string(KORVANE_SOURCE_DIR) + "/" + file);
+        const std::string source((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+        for (std::sregex_iterator it(source.begin(), source.end(), use), end; it != end; ++it)
+            points.push_back((*it)[2]);
+    }
+    std::sort(points.begin(), points.end());
+    points.erase(std::unique(points.begin(), points.end()), points.end());
+    return points;
+}
+
+class FaultLoopTest : public kapitest::SuiteTest {
+protected:
+    // The same objects before every run: one of each kind.
+    void populate() {
+        KrvFault::reset();
+        removeAllFilters();
+        for (const std::string& name : getLutList()) removeLut(name);
+        for (const std::string& name : getMorphoLutList()) removeLut(name);
+        for (const std::string& name : getSieveList()) removeSieve(name);
+        for (const std::string& name : getSegmentList()) removeSegment(name);
+        ASSERT_TRUE(createFilter("f1", "I1+1"));
+        ASSERT_TRUE(createLut("l1", {1, 2, 3}));
+        ASSERT_TRUE(createMorphoLut("m1", kMorphoValues, 2, 1, 2));
+        ASSERT_TRUE(createSieve("s1", {1.5f, 2.5f}));
+        ASSERT_TRUE(createSegment("g1"));
+        KrvFault::reset();
+        log->clear();
+    }
+
+    std::vector<kapitest::LogLine> complaints() const {
+        std::vector<kapitest::LogLine> found;
+        for (const kapitest::LogLine& line : log->lines())
+            if (line.level >= Level::Warn) found.push_back(line);
+        return found;
+    }
+};
+
+TEST_F(FaultLoopTest, EveryFunctionIsInTheLoop) {
+    std::ifstream in(std::string(KORVANE_SOURCE_DIR) + "/tests/exported_symbols.txt");
+    std::set<std::string> looped(kElsewhere);
+    for (const Call& call : calls()) looped.insert(call.name);
+    const std::regex function(R"(^([a-z][A-Za-z0-9]*)(\[abi:cxx11\])?\()");
+    std::smatch match;
+    for (std::string line; std::getline(in, line);) {
+        if (!std::regex_search(line, match, function)) continue;
+        EXPECT_EQ(looped.count(match[1]), 1u) << match[1] << " is exported but not in the fault loop";
+    }
+}
+
+TEST_F(FaultLoopTest, EachHostCallFailsInTurnWithEveryAnswer) {
+    const std::vector<std::string> points = faultPoints();
+    ASSERT_GE(points.size(), 20u);
+    int runs = 0;
+    std::set<const Outcome*> used;
+    for (const Call& call : calls()) {
+        populate();
+        const std::string clean = call.run();
+        ASSERT_TRUE(complaints().empty()) << call.name << " complains without a fault";
+        std::map<std::string, std::uint64_t> hits;
+        for (const std::string& point : points)
+            if (KrvFault::calls(point) > 0) hits[point] = KrvFault::calls(point);
+
+        for (const auto& [point, count] : hits) {
+            for (int nth = 1; nth <= static_cast<int>(count); ++nth) {
+                for (Answer answer : kAnswers) {
+                    SCOPED_TRACE(std::string(call.name) + ": call " + std::to_string(nth) + " of " + point +
+                                 " answers " + answerName(answer));
+                    populate();
+                    KrvFault::arm(point, answer, nth);
+                    ++runs;
+                    const Outcome* expected = outcomeOf(call.name, point, answer, nth);
+                    if (expected) used.insert(expected);
+                    std::string result;
+                    try {
+                        result = call.run();
+                    } catch (const KrvBaseException& e) {
+                        EXPECT_EQ(answer, Answer::Throw);
+                        EXPECT_EQ(e.getMessage(), "Injected fault in " + point);
+                        EXPECT_TRUE(complaints().empty());
+                        continue;
+                    }
+                    EXPECT_NE(answer, Answer::Throw) << "the suite's exception was swallowed";
+                    const std::vector<kapitest::LogLine> lines = complaints();
+                    if (expected == nullptr) {
+                        EXPECT_EQ(result, clean);
+                        EXPECT_TRUE(lines.empty()) << lines.front().message;
+                        continue;
+                    }
+                    EXPECT_EQ(result, expected->result);
+                    if (*expected->message == '\0') {
+                        EXPECT_TRUE(lines.empty()) << lines.front().message;
+                    } else {
+                        ASSERT_EQ(lines.size(), 1u);
+                        kapitest::expectLogLine(*log, expected->level, expected->message, expected->file,
+                                                kapitest::sourceLine(expected->file, expected->snippet));
+                    }
+                }
+            }
+        }
+    }
+    for (const Outcome& o : kOutcomes) EXPECT_EQ(used.count(&o), 1u) << o.call << " / " << o.point << " never ran";
+    RecordProperty("runs", runs);
+    std::cout << "fault loop: " << runs << " runs over " << calls().size() << " functions\n";
+}
+
+}  // namespace
