@@ -10,22 +10,10 @@
 #include <vantry_util/CKrvSettingDoc.h>
 
 #include "CallFrame.h"
+#include "CountingNew.h"
 #include "Ratios.h"
 
-namespace {
-
-std::atomic<long> g_allocations{0};
-
-}  // namespace
-
-// Counts every allocation of the process, so a benchmark can report allocations per iteration.
-void* operator new(std::size_t size) {
-    g_allocations.fetch_add(1, std::memory_order_relaxed);
-    if (void* p = std::malloc(size == 0 ? 1 : size)) return p;
-    throw std::bad_alloc();
-}
-void operator delete(void* p) noexcept { std::free(p); }
-void operator delete(void* p, std::size_t) noexcept { std::free(p); }
+using kbench::g_allocations;
 
 namespace {
 

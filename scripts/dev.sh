@@ -2,13 +2,15 @@
 # Set-up, build and run on a Debian 12 machine. As root, installs the Debian packages it needs
 # when they are missing.
 #   scripts/dev.sh tour   builds the library and the korvane tool, runs examples/tour.krv
-#   scripts/dev.sh test   builds and runs every test, then again under asan+ubsan
+#   scripts/dev.sh test   builds and runs every test, then again under asan+ubsan, and those of the
+#                         hooks and callbacks under tsan
 set -eu
 cd "$(dirname "$0")/.."
 
 BUILD_PACKAGES="build-essential cmake ninja-build pkg-config libboost-dev libboost-filesystem-dev
   libboost-thread-dev libspdlog-dev libfmt-dev libcli11-dev libedit-dev libqhull-dev"
 TEST_PACKAGES="libgtest-dev libgmock-dev libbenchmark-dev"
+TSAN_TESTS="^(CallbacksTest|SegmentTest\\.LongWork|CyclesTest)"
 
 need_packages() {
     missing=""
@@ -60,6 +62,10 @@ test)
     consumer
     build asan
     ctest --preset asan -j "$(nproc)"
+    # The tests that drive the hooks and callbacks, under the thread sanitizer.
+    cmake --preset tsan >/dev/null
+    cmake --build --preset tsan --target callbacks_test segment_test cycles_test
+    ctest --preset tsan -j "$(nproc)" -R "$TSAN_TESTS"
     ;;
 *)
     echo "usage: scripts/dev.sh tour|test" >&2
