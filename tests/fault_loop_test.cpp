@@ -105,8 +105,9 @@ const std::vector<Call>& calls() {
 // The lifecycle functions have their own fault tests (core_test, service_test).
 const std::set<std::string> kElsewhere{"initKorvaneAPI", "endKorvaneAPI", "getKorvaneAPILogger"};
 
-enum : unsigned { N = 1u << 1, Z = 1u << 2, P = 1u << 3, M = 1u << 4, T = 1u << 5, ALL_BUT_T = N | Z | P | M };
-const Answer kAnswers[] = {Answer::Null, Answer::Zero, Answer::NonZero, Answer::Negative, Answer::Throw};
+// Custom is armed with the value 0: a point without an odd answer of its own then answers as Zero.
+enum : unsigned { N = 1u << 1, Z = 1u << 2, P = 1u << 3, M = 1u << 4, T = 1u << 5, C = 1u << 6, ALL_BUT_T = N | Z | P | M | C };
+const Answer kAnswers[] = {Answer::Null, Answer::Zero, Answer::NonZero, Answer::Negative, Answer::Throw, Answer::Custom};
 unsigned bit(Answer a) { return 1u << static_cast<int>(a); }
 const char* answerName(Answer a) {
     static const char* const names[] = {"None", "Null", "Zero", "NonZero", "Negative", "Throw", "Custom"};
@@ -135,27 +136,27 @@ const Level E = Level::Error;
 const Level W = Level::Warn;
 
 const std::vector<Outcome> kOutcomes{
-    {"createFilter", "CDatFlr::checkFilterFormula", N | Z | M, 0, "false", E,
+    {"createFilter", "CDatFlr::checkFilterFormula", N | Z | M | C, 0, "false", E,
      "Invalid user filter formula I1*2 for user filter f2", kFlr, "\" for user filter \""},
     {"createFilter", "CDatFlrHandler::AddFlr", ALL_BUT_T, 0, "false", E, "Internal error while creating filter f2",
      kFlr, "\"Internal error while creating filter \""},
-    {"createFilter", "CDatFlr::initFilterFormula", N | Z | M, 0, "false", E,
+    {"createFilter", "CDatFlr::initFilterFormula", N | Z | M | C, 0, "false", E,
      "Invalid user filter formula I1*2 for filter f2", kFlr, "\" for filter \""},
     {"getFilterFormula", "CDatFlrHandler::FindObj", ALL_BUT_T, 0, "", E,
      "Can't get formula for filter f1, this filter doesn't exists", kFlr, "\"Can't get formula for filter \""},
-    {"removeFilter", "CDatFlrHandler::RemoveFlr", N | Z, 0, "-", E, "Can't remove filter f1, this filter doesn't exists",
+    {"removeFilter", "CDatFlrHandler::RemoveFlr", N | Z | C, 0, "-", E, "Can't remove filter f1, this filter doesn't exists",
      kFlr, "\"Can't remove filter \""},
-    {"removeAllFilters", "CDatFlrHandler::RemoveAll", N | Z, 0, "-", E, "Failed to remove all filters", kFlr,
+    {"removeAllFilters", "CDatFlrHandler::RemoveAll", N | Z | C, 0, "-", E, "Failed to remove all filters", kFlr,
      "\"Failed to remove all filters\""},
     {"createLut", "CDatMorphoLutHandler::AddLut", ALL_BUT_T, 0, "false", E, "Internal error, can't create lut l2",
      kLut, "\"Internal error, can't create lut \""},
     {"getLutValues", "CDatMorphoLutHandler::FindObj", ALL_BUT_T, 0, "", E,
      "Can't get lut l1, this lut doesn't exists", kLut, "\"Can't get lut \""},
-    {"getLutValues", "CDatMorphoLut::GetMorphoLut", N | Z | M, 0, "", W, "Empty lut l1, can't get lut values", kLut,
+    {"getLutValues", "CDatMorphoLut::GetMorphoLut", N | Z | M | C, 0, "", W, "Empty lut l1, can't get lut values", kLut,
      "\"Empty lut \""},
     // "1" without the values written: the caller gets zeros, never what the heap held.
     {"getLutValues", "CDatMorphoLut::GetMorphoLut", P, 0, "0,0,0", W, "", kLut, ""},
-    {"removeLut", "CDatMorphoLutHandler::RemoveLut", N | Z, 0, "-", W, "Failed to remove lut l1", kLut,
+    {"removeLut", "CDatMorphoLutHandler::RemoveLut", N | Z | C, 0, "-", W, "Failed to remove lut l1", kLut,
      "\"Failed to remove lut \""},
     // The list asks for each name in turn whether it is a plain table: l1 first, then m1.
     {"getLutList", "CDatMorphoLutHandler::FindObj", ALL_BUT_T, 1, "", W, "", kLut, ""},
@@ -171,19 +172,19 @@ const std::vector<Outcome> kOutcomes{
      "Can't get 'm1' morphological lut, this morphological lut doesn't exist.", kLut, "// nothing written"},
     {"removeMorphoLut", "CDatMorphoLutHandler::FindObj", ALL_BUT_T, 0, "true", W,
      "The 'm1' morphological lut does not exist.", kLut, "morphological lut does not exist.\""},
-    {"removeMorphoLut", "CDatMorphoLutHandler::RemoveLut", N | Z, 0, "false", W,
+    {"removeMorphoLut", "CDatMorphoLutHandler::RemoveLut", N | Z | C, 0, "false", W,
      "Failed to remove 'm1' morphological lut.", kLut, "\"Failed to remove '\""},
     {"createSieve", "CDatTamiHandler::AddTami", ALL_BUT_T, 0, "false", E, "Internal error, can't create sieve s2", kSv,
      "\"Internal error, can't create sieve \""},
-    {"getSieveParams", "CDatTami::GetData", N | P, 0, "", W, "Empty sieve s1, can't get sieve params", kSv,
+    {"getSieveParams", "CDatTami::GetData", N | P | C, 0, "", W, "Empty sieve s1, can't get sieve params", kSv,
      "\"Empty sieve \""},
     {"getSieveParams", "CDatTami::GetData", Z | M, 0, "", W, "", kSv, ""},
-    {"removeSieve", "CDatTamiHandler::RemoveTami", N | Z, 0, "-", W, "Failed to remove sieve s1", kSv,
+    {"removeSieve", "CDatTamiHandler::RemoveTami", N | Z | C, 0, "-", W, "Failed to remove sieve s1", kSv,
      "\"Failed to remove sieve \""},
     {"createSegment", "CDatSegHandler::AddSeg", ALL_BUT_T, 0, "false", W, "", kSv, ""},
     // A count of items written that the suite did not write: the outputs stay as they were.
     {"getSegment", "CDatSeg::GetSegment", P, 0, "true 9,9,9,9", W, "", kSv, ""},
-    {"removeSegment", "CDatSegHandler::RemoveSeg", N | Z, 0, "false", W, "", kSv, ""},
+    {"removeSegment", "CDatSegHandler::RemoveSeg", N | Z | C, 0, "false", W, "", kSv, ""},
     {"getCmdNameColl", "GetKrvTabListCmd", ALL_BUT_T, 0, "0", W, "", kSv, ""},
     {"getCmdInfo", "CService::Get", ALL_BUT_T, 0, "null", W, "", kSv, ""},
 };
