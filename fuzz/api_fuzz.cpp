@@ -52,8 +52,19 @@ private:
 const std::vector<std::string>& names() {
     static const std::vector<std::string> table{
         "a", "b", "c", "Grey", " lead", "ü", std::string(255, 'n'), std::string(256, 'n'),
-        "", std::string("a\0b", 3), "tab\there", "del\x7f", std::string(1 << 20, 'L'), "none", "A", "a "};
+        "", std::string("a\0b", 3), "tab\there", "del\x7f", "none", "A", "a "};
     return table;
+}
+
+// Byte 255 picks a name of 1 MiB, once per input: each use copies it (under asan, a fresh
+// mapping), so that more would spend the run on copies.
+const std::string& pickName(std::uint8_t b, bool& hugeUsed) {
+    static const std::string huge(1 << 20, 'L');
+    if (b == 255 && !hugeUsed) {
+        hugeUsed = true;
+        return huge;
+    }
+    return names()[b % names().size()];
 }
 
 bool validName(const std::string& name) {
@@ -129,6 +140,7 @@ struct Model {
     Store<int> segments;
     int memory = 0;
     std::uint64_t used = 0;  // bytes the budget holds: table and sieve values
+    bool hugeUsed = false;
 
     bool fits(std::uint64_t bytes) const {
         const auto limit = static_cast<std::uint64_t>(static_cast<std::int64_t>(memory));
@@ -178,7 +190,7 @@ void clearLibrary() {
 
 void step(Input& in, Model& m) {
     const std::uint8_t op = in.byte() % 24;
-    const std::string& name = names()[in.byte() % names().size()];
+    const std::string& name = pickName(in.byte(), m.hugeUsed);
     switch (op) {
     case 0: {
         const Formula& f = formulas()[in.byte() % formulas().size()];
@@ -359,6 +371,7 @@ void step(Input& in, Model& m) {
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
     initKorvaneAPI(nullptr);
+    std::atexit(&endKorvaneAPI);  // the suite's services go before the leak check at exit
     getKorvaneAPILogger().setLogLevel(static_cast<int>(KrvLoggerLevel::Off));
     return 0;
 }
