@@ -3,13 +3,15 @@
 # when they are missing.
 #   scripts/dev.sh tour   builds the library and the korvane tool, runs examples/tour.krv
 #   scripts/dev.sh test   builds and runs every test, then again under asan+ubsan, and those of the
-#                         hooks and callbacks under tsan
+#                         hooks and callbacks under tsan,
+#                         and the API fuzzer for a minute
 set -eu
 cd "$(dirname "$0")/.."
 
 BUILD_PACKAGES="build-essential cmake ninja-build pkg-config libboost-dev libboost-filesystem-dev
   libboost-thread-dev libspdlog-dev libfmt-dev libcli11-dev libedit-dev libqhull-dev"
 TEST_PACKAGES="libgtest-dev libgmock-dev libbenchmark-dev"
+FUZZ_PACKAGES="clang libclang-rt-14-dev"
 TSAN_TESTS="^(CallbacksTest|SegmentTest\\.LongWork|CyclesTest)"
 
 need_packages() {
@@ -55,7 +57,7 @@ tour)
     build/debug/tools/korvane/korvane run examples/tour.krv
     ;;
 test)
-    need_packages $BUILD_PACKAGES $TEST_PACKAGES
+    need_packages $BUILD_PACKAGES $TEST_PACKAGES $FUZZ_PACKAGES
     cmake --preset debug -DKORVANE_BUILD_TESTS=ON >/dev/null
     cmake --build --preset debug
     ctest --preset debug -j "$(nproc)"
@@ -66,6 +68,11 @@ test)
     cmake --preset tsan >/dev/null
     cmake --build --preset tsan --target callbacks_test segment_test cycles_test
     ctest --preset tsan -j "$(nproc)" -R "$TSAN_TESTS"
+    # The API fuzzer for a minute, from a copy of its corpus (a run adds to the folder it reads).
+    cmake --preset fuzz -DKORVANE_BUILD_TESTS=OFF >/dev/null
+    cmake --build --preset fuzz --target korvane_api_fuzz
+    rm -rf build/fuzz/corpus-api && cp -r fuzz/corpus/api build/fuzz/corpus-api
+    build/fuzz/fuzz/korvane_api_fuzz build/fuzz/corpus-api -max_total_time=60 -artifact_prefix=build/fuzz/
     ;;
 *)
     echo "usage: scripts/dev.sh tour|test" >&2
