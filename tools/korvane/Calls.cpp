@@ -16,6 +16,7 @@ const CallTable& calls() {
     static const CallTable table = [] {
         CallTable built;
         addCoreCalls(built);
+        addMeasureCalls(built);
         return built;
     }();
     return table;

@@ -74,5 +74,9 @@ Output said(const std::vector<int>& values);
 
 // The register functions of the families.
 void addCoreCalls(CallTable& table);
+void addMeasureCalls(CallTable& table);
+
+// The lines of `korvane feret N`: the directions, then their covering radius.
+Output feretListing(int n, bool vectors);
 
 }  // namespace korvane

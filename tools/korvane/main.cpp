@@ -116,6 +116,11 @@ int main(int argc, char** argv) {
     std::string helpCall;
     CLI::App* help = app.add_subcommand("help", "list the calls, or describe one");
     help->add_option("call", helpCall, "a call's name");
+    int feretCount = 0;
+    bool feretVectors = false;
+    CLI::App* feret = app.add_subcommand("feret", "print N uniform directions and their covering radius");
+    feret->add_option("N", feretCount, "the number of directions")->required();
+    feret->add_flag("--vectors", feretVectors, "unit vectors instead of angles in degrees");
 
     CLI11_PARSE(app, argc, argv);
 
@@ -127,6 +132,10 @@ int main(int argc, char** argv) {
         const int logLevel = logLevelText.empty() ? -2 : parseKrvLogLevel(logLevelText);
         korvane::Interpreter interpreter(std::cout, std::cerr, {keepGoing, !quiet});
         Session session(findSettings(settings), logLevel);
+        if (*feret) {
+            for (const std::string& line : korvane::feretListing(feretCount, feretVectors)) std::cout << line << '\n';
+            return 0;
+        }
         if (*shell) {
             runShell(interpreter);
             return 0;
