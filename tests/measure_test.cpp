@@ -198,6 +198,13 @@ TEST_F(Measures, ParametersOfNativeMeasures) {
     EXPECT_FALSE(setMsrParams("FeretMax", {}));  // the suite decides: a count of 0 is refused
     EXPECT_EQ(getMsrParams("FeretMax"), angles);
 
+    // "Length3d": an even, non-zero count of finite values, polar angles 0-90, then azimuths 0-360.
+    const float nan = std::nanf("");
+    for (const std::vector<float>& refused : std::vector<std::vector<float>>{
+             {10.f, 20.f, 30.f}, {91.f, 0.f}, {-1.f, 0.f}, {45.f, 361.f}, {nan, 0.f}, {45.f, INFINITY}})
+        EXPECT_FALSE(setMsrParams("Length3d", refused)) << refused.size() << " " << refused[0] << " " << refused[1];
+    EXPECT_TRUE(setMsrParams("Length3d", {90.f, 0.f, 360.f, 0.f}));
+
     log->clear();
     EXPECT_FALSE(setMsrParams("Area", {1.f}));
     expectLogLine(*log, Level::Error, "Measure Area has no parameters, can't set it", kFile,

@@ -9,6 +9,8 @@
 #include <vantry_util/KrvExternalFunction.h>
 #include <vantry_util/KrvFault.h>
 
+#include "SphereRepair.h"
+
 namespace zel {
 
 RefCounted::~RefCounted() = default;
@@ -34,20 +36,17 @@ namespace {
 // acos on [0, 1] to 2e-8 (Abramowitz and Stegun 4.4.46): a square root and a polynomial,
 // which the compiler vectorises where std::acos would cost a library call per direction.
 inline double acosUnit(double x) {
-    const double p = -0.0012624911 + x * 0.0066700901;
-    const double q = 0.0170881256 + x * (-0.0308918810 + x * p);
-    const double r = -0.0501743046 + x * (0.0889789874 + x * q);
-    const double s = 1.5707963050 + x * (-0.2145988016 + x * r);
-    return std::sqrt(1.0 - x) * s;
+    const double tail = 0.0066700901 + x * -0.0012624911;
+    const double upper = 0.0308918810 + x * (-0.0170881256 + x * tail);
+    const double lower = 0.0889789874 + x * (-0.0501743046 + x * upper);
+    return std::sqrt(1.0 - x) * (1.5707963050 + x * (-0.2145988016 + x * lower));
 }
 
 constexpr double kTwoPi = 6.283185307179586;
 constexpr double kGoldenFraction = 0.6180339887498949;  // (sqrt 5 - 1) / 2
 
 // Directions first..last of the lattice of n: z = 1 - (i + offset) / (n - 1 + 2 offset), the
-// azimuths 2 pi frac(i g) stepped by the golden fraction. The equator seam (where the spiral
-// meets its own antipodal image, turning the other way) and the cap around the pole are left as
-// the lattice makes them: kappa is about 2.2 to 2.3 there, set by the seam.
+// azimuths 2 pi frac(i g) stepped by the golden fraction.
 void fill(math::Vector2<double>* points, std::size_t first, std::size_t last, std::size_t n, double offset) {
     const double scale = 1.0 / (static_cast<double>(n) - 1.0 + 2.0 * offset);
     double turn = std::fmod(static_cast<double>(first) * kGoldenFraction, 1.0);
@@ -85,6 +84,7 @@ void SphereSampling::doRun(InteractionInterface*) {
             hooks.CallProgressMsgFunction(message.c_str());
         }
     }
+    if (method.get() == 1) repairSeamAndPole(out->data(), n);
 }
 
 }  // namespace geometry
