@@ -20,6 +20,7 @@ const CallTable& calls() {
         addSieveCalls(built);
         addSegmentCalls(built);
         addCommandCalls(built);
+        addMeasureCalls(built);
         return built;
     }();
     return table;
