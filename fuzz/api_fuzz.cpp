@@ -349,7 +349,7 @@ void step(Input& in, Model& m) {
         break;
     case 21: {
         const std::uint8_t kind = in.byte() % 4;
-        const int value = kind == 0 ? 0 : kind == 1 ? -1 : kind == 2 ? in.count() * 64 : in.int32();
+        const int value = kind == 0 ? 0 : kind == 1 ? -1 : kind == 2 ? static_cast<int>(in.count() * 64LL) : in.int32();
         setExtraMemUsage(value);
         m.memory = value;
         break;

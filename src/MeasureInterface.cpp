@@ -145,7 +145,7 @@ std::vector<float> getMsrParams(const std::string& name)
         KAPI_LOG(Warn, "User measures have no parameters, can't get it, for measure ", name);
         return params;
     }
-    MsrInfo info;
+    MsrInfo info{};  // zeroed: a suite that answers 0 without filling it gives no parameters
     float* values = nullptr;
     char message[256];
     if (IpIndGetMsrInfo(name.c_str(), &info, &values, message) != 0) {
@@ -173,7 +173,7 @@ bool setMsrParams(const std::string& name, const std::vector<float>& params)
         KAPI_LOG(Error, "User measures have no parameters, can't set it, for measure ", name);
         return false;
     }
-    MsrInfo info;
+    MsrInfo info{};  // zeroed: a suite that answers 0 without filling it gives no parameters
     float* old = nullptr;
     char message[256];
     if (IpIndGetMsrInfo(name.c_str(), &info, &old, message) != 0) {
