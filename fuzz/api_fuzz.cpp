@@ -142,7 +142,10 @@ struct Model {
     std::uint64_t used = 0;  // bytes the budget holds: table and sieve values
     bool hugeUsed = false;
 
+    // Nothing to hold fits any budget, even one already passed (the limit lowered below what the
+    // stores hold): an empty table is made whatever the limit.
     bool fits(std::uint64_t bytes) const {
+        if (bytes == 0) return true;
         const auto limit = static_cast<std::uint64_t>(static_cast<std::int64_t>(memory));
         return limit == 0 || (bytes <= limit && used <= limit - bytes);
     }
@@ -191,6 +194,10 @@ void clearLibrary() {
 void step(Input& in, Model& m) {
     const std::uint8_t op = in.byte() % 24;
     const std::string& name = pickName(in.byte(), m.hugeUsed);
+    static const bool trace = std::getenv("KAPI_FUZZ_TRACE") != nullptr;  // each call on stderr
+    if (trace)
+        std::fprintf(stderr, "call %d on \"%.20s\" (memory %d, model holds %llu bytes)\n", op, name.c_str(), m.memory,
+                     static_cast<unsigned long long>(m.used));
     switch (op) {
     case 0: {
         const Formula& f = formulas()[in.byte() % formulas().size()];
