@@ -1,0 +1,86 @@
+// What each call prints and when it fails, as "help CALL" shows it. The failure results are the
+// library's own (see docs/api.md): the tool turns a false or -1 result into a failed line, and
+// reports an empty answer as printing nothing.
+#include "Calls.h"
+
+namespace korvane {
+
+namespace {
+
+struct Results {
+    const char* name;
+    const char* prints;
+    const char* fails;
+};
+
+constexpr Results kResults[] = {
+    // Core
+    {"getExtraMemUsage", "the limit in bytes, cut to its low 32 bits (0: no limit)", "never"},
+    {"setExtraMemUsage", "nothing", "never; -1 means no limit"},
+    {"sendStatus", "the status text, as [status] TEXT", "never"},
+    // Filters and image formulas
+    {"createFilter", "nothing",
+     "when the formula fails the syntax check (Error \"Invalid user filter formula ...\"), when the name is "
+     "empty, too long or taken (Error \"Internal error while creating filter NAME\"), or when the filter "
+     "refuses the formula (the filter is removed again)"},
+    {"getFilterFormula", "the formula",
+     "never; prints an empty line for an unknown filter (Error \"Can't get formula for filter NAME, this "
+     "filter doesn't exists\")"},
+    {"removeFilter", "nothing",
+     "never; an unknown filter logs Error \"Can't remove filter NAME, this filter doesn't exists\""},
+    {"removeAllFilters", "nothing", "never; a refusal logs Error \"Failed to remove all filters\""},
+    {"isValidImageFormula", "true or false", "never"},
+    {"getFilterList", "the filter names, one a line, in creation order", "never"},
+    // Lookup tables
+    {"createLut", "nothing",
+     "when the name is empty, too long or taken, or the values pass the memory budget (Error \"Internal "
+     "error, can't create lut NAME\")"},
+    {"getLutValues", "the values on one line",
+     "never; an empty line for an unknown or empty table (Error \"Can't get lut NAME, this lut doesn't "
+     "exists\" or Warn \"Empty lut NAME, can't get lut values\")"},
+    {"removeLut", "nothing", "never; when nothing is removed, Warn \"Failed to remove lut NAME\""},
+    {"getLutList", "the plain table names, one a line", "never"},
+    {"createMorphoLut", "nothing", "when the name is refused or the values pass the memory budget"},
+    {"getMorphoLutDataPtr", "COUNT values: V1 V2 ...",
+     "for an unknown name (size 0), an empty table, values that are not a \"Grey\" integer field, or no "
+     "storage; the message gives the size"},
+    {"getMorphoLutFlags", "flag1 F1, flag2 F2", "for an unknown name (both flags -1)"},
+    {"setMorphoLutFlags", "nothing", "for an unknown name"},
+    {"removeMorphoLut", "nothing",
+     "only when the suite refuses to remove the table; an unknown name or a plain table is a Warn line and "
+     "no failure (a plain table stays)"},
+    {"getMorphoLutList", "the morphological table names, one a line", "never"},
+    // Sieves
+    {"createSieve", "nothing",
+     "when the name is invalid or taken (Error \"Internal error, can't create sieve NAME\"); values past "
+     "the memory budget throw the suite's exception and leave the sieve empty"},
+    {"getSieveParams", "the values, one a line",
+     "never; nothing for an unknown sieve (Error \"Can't get sieve NAME, this sieve doesn't exists\") or an "
+     "empty one (Warn \"Empty sieve NAME, can't get sieve params\")"},
+    {"removeSieve", "nothing", "never; when nothing is removed, Warn \"Failed to remove sieve NAME\""},
+    {"getSieveList", "the sieve names, one a line", "never"},
+    // Segments
+    {"createSegment", "nothing", "when the name is invalid or taken"},
+    {"getNbChain", "the number of chains", "never; prints -1 for an unknown object"},
+    {"getNbItems", "the number of items of the chain", "never; prints -1 for an unknown object or chain"},
+    {"getSegment", "X1 Y1 X2 Y2 on one line", "for an unknown object, or a chain or item out of range"},
+    {"removeSegment", "nothing", "when nothing was removed"},
+    {"getSegmentList", "the segment object names, one a line", "never"},
+    {"appendChain", "the index of the new chain", "for an unknown object, or items past the memory budget"},
+    {"appendRings", "how many rings were appended", "for an unknown object"},
+    // Command catalogue and progress
+    {"getCmdNameColl", "the command names, one a line, in the suite's order", "never"},
+    {"getCmdInfo", "NAME [CATEGORY], the description, and the parameters on a line",
+     "when the suite knows no such command (exact spelling)"},
+    {"lastProgress", "the last progress message and its ratio, or nothing", "never"},
+    {"setProgress", "nothing", "when ON is not true/false/1/0"},
+};
+
+}  // namespace
+
+void describeResults(CallTable& table) {
+    for (const Results& entry : kResults)
+        table.describe(entry.name, std::string("prints: ") + entry.prints + "\nfails:  " + entry.fails);
+}
+
+}  // namespace korvane
