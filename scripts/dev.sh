@@ -8,7 +8,7 @@ cd "$(dirname "$0")/.."
 
 BUILD_PACKAGES="build-essential cmake ninja-build pkg-config libboost-dev libboost-filesystem-dev
   libboost-thread-dev libspdlog-dev libfmt-dev libcli11-dev libedit-dev libqhull-dev"
-TEST_PACKAGES="libgtest-dev libgmock-dev libbenchmark-dev"
+TEST_PACKAGES="libgtest-dev libgmock-dev libbenchmark-dev python3"
 
 need_packages() {
     missing=""
