@@ -47,6 +47,13 @@ Args splitLine(const std::string& line) {
 Interpreter::Interpreter(std::ostream& out, std::ostream& err, ScriptOptions options)
     : m_out(out), m_err(err), m_options(options) {}
 
+// "unknown call "creatFilter" (did you mean createFilter? korvane help lists the calls)"
+static std::string unknownCall(const std::string& name) {
+    std::string hint;
+    for (const std::string& near : nearestCalls(name)) hint += (hint.empty() ? "did you mean " : " or ") + near;
+    return "unknown call \"" + name + "\" (" + (hint.empty() ? "" : hint + "? ") + "korvane help lists the calls)";
+}
+
 static std::string argumentCount(const Call& call) {
     if (call.maxArgs == kAnyNumber) return "at least " + std::to_string(call.minArgs);
     if (call.minArgs == call.maxArgs) return std::to_string(call.minArgs);
@@ -55,12 +62,7 @@ static std::string argumentCount(const Call& call) {
 
 Output Interpreter::callOrThrow(const Args& words) const {
     const Call* call = calls().find(words[0]);
-    if (call == nullptr) {
-        std::string hint;
-        for (const std::string& near : nearestCalls(words[0])) hint += (hint.empty() ? "did you mean " : " or ") + near;
-        throw ScriptError("unknown call \"" + words[0] + "\" (" + (hint.empty() ? "" : hint + "? ") +
-                          "korvane help lists the calls)");
-    }
+    if (call == nullptr) throw ScriptError(unknownCall(words[0]));
     const Args args(words.begin() + 1, words.end());
     if (args.size() < call->minArgs || args.size() > call->maxArgs)
         throw ScriptError("takes " + argumentCount(*call) + " argument(s), " + std::to_string(args.size()) +
@@ -235,7 +237,7 @@ std::vector<std::string> nearestCalls(const std::string& name) {
 void printHelp(std::ostream& out, const std::string& name) {
     if (!name.empty()) {
         const Call* call = calls().find(name);
-        if (call == nullptr) throw ScriptError("unknown call \"" + name + "\"");
+        if (call == nullptr) throw ScriptError(unknownCall(name));
         out << call->usage << "\n  " << call->summary << '\n';
         if (!call->results.empty()) {
             std::string indented = "  " + call->results;
