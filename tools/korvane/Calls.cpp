@@ -25,6 +25,7 @@ const CallTable& calls() {
         addSieveCalls(built);
         addSegmentCalls(built);
         addCommandCalls(built);
+        addMeasureCalls(built);
         describeResults(built);
         return built;
     }();

@@ -88,5 +88,9 @@ void describeResults(CallTable& table);
 
 // "korvane commands": the catalogue by category, with descriptions and parameters.
 void printCommands(std::ostream& out);
+void addMeasureCalls(CallTable& table);
+
+// The lines of `korvane feret N`: the directions, then their covering radius.
+Output feretListing(int n, bool vectors);
 
 }  // namespace korvane

@@ -174,6 +174,11 @@ int main(int argc, char** argv) {
     CLI::App* help = app.add_subcommand("help", "list the calls, or describe one");
     help->add_option("call", helpCall, "a call's name");
     CLI::App* commands = app.add_subcommand("commands", "list the suite's processing commands with descriptions");
+    int feretCount = 0;
+    bool feretVectors = false;
+    CLI::App* feret = app.add_subcommand("feret", "print N uniform directions and their covering radius");
+    feret->add_option("N", feretCount, "the number of directions")->required();
+    feret->add_flag("--vectors", feretVectors, "unit vectors instead of angles in degrees");
 
     CLI11_PARSE(app, argc, argv);
 
@@ -187,6 +192,10 @@ int main(int argc, char** argv) {
         Session session(findSettings(settings), logLevel);
         if (*commands) {
             korvane::printCommands(std::cout);
+            return 0;
+        }
+        if (*feret) {
+            for (const std::string& line : korvane::feretListing(feretCount, feretVectors)) std::cout << line << '\n';
             return 0;
         }
         if (*shell) {

@@ -3,6 +3,8 @@
 
 #include <mutex>
 
+#include <vantry_access_korlib/IpMeasure.h>
+
 namespace {
 std::mutex g_mutex;
 bool g_open = false;
@@ -13,6 +15,7 @@ void CAccess::Init(std::string path) {
     std::lock_guard<std::mutex> lock(g_mutex);
     g_open = true;
     g_path = std::move(path);
+    krvResetMsrParams();  // every measure starts from its defaults
 }
 
 void CAccess::End() {

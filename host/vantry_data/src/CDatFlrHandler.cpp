@@ -31,7 +31,7 @@ bool CDatFlr::checkFilterFormula(const std::string& formula) {
 
 bool CDatFlr::initFilterFormula(const std::string& formula) {
     KRV_FAULT_RETURN(bool, "CDatFlr::initFilterFormula");
-    m_formula = formula;
+    m_formulaStr = formula;
     const KrvFormulaError error = m_compiled.compile(formula, KrvImageFormulaNames::instance());
     if (!error.ok()) logKrvFormulaRefusal(error, formula);
     return error.ok();

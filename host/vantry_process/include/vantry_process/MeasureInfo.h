@@ -1,0 +1,20 @@
+// The descriptive record of a measure, native or user, as the process library gives it.
+#pragma once
+#include <string>
+
+#pragma GCC visibility push(default)
+
+struct MeasureInfo {
+    std::string name;
+    bool isUser = false;
+    int unitDim = 0;     // native: the power of the length unit; user: the stored unit dimension
+    int dimension = 0;   // 2 or 3; 0 for a user measure
+    int nbParams = 0;    // current number of parameter values (0 for a user measure)
+    std::string description;  // for a user measure, its formula or IP function
+};
+
+// Fills `info` for the native or user measure `name`; false (and `info` unchanged) when there is
+// none of that name.
+bool findMsrInfo(const std::string& name, MeasureInfo& info);
+
+#pragma GCC visibility pop

@@ -1,0 +1,137 @@
+// The algorithm library's minimal framework: reference-counted objects held through
+// zel::RefImpl, algorithms with typed properties run synchronously by BaseAlgorithm::run, and
+// the containers their properties point to.
+#pragma once
+#include <atomic>
+#include <cstddef>
+#include <string>
+#include <utility>
+#include <vector>
+
+#pragma GCC visibility push(default)
+
+namespace zel {
+
+// Counted by the references that hold it; deleted when the last one goes.
+class RefCounted {
+public:
+    RefCounted() = default;
+    RefCounted(const RefCounted&) = delete;
+    RefCounted& operator=(const RefCounted&) = delete;
+    virtual ~RefCounted();
+    void addRef() const noexcept { m_refs.fetch_add(1, std::memory_order_relaxed); }
+    void release() const noexcept {
+        if (m_refs.fetch_sub(1, std::memory_order_acq_rel) == 1) delete this;
+    }
+
+private:
+    mutable std::atomic<int> m_refs{0};
+};
+
+template <class T>
+class RefImpl {
+public:
+    RefImpl() = default;
+    explicit RefImpl(T* object) : m_object(object) {
+        if (m_object) m_object->addRef();
+    }
+    RefImpl(const RefImpl& other) : RefImpl(other.m_object) {}
+    RefImpl& operator=(RefImpl other) noexcept {
+        std::swap(m_object, other.m_object);
+        return *this;
+    }
+    ~RefImpl() {
+        if (m_object) m_object->release();
+    }
+    // Throws a std::logic_error "Null dereference of a zel reference".
+    [[noreturn]] static void nullDereferenceError();
+    T* operator->() const {
+        if (!m_object) nullDereferenceError();
+        return m_object;
+    }
+    T& operator*() const { return *operator->(); }
+    T* get() const noexcept { return m_object; }
+    explicit operator bool() const noexcept { return m_object != nullptr; }
+
+private:
+    T* m_object = nullptr;
+};
+
+[[noreturn]] void throwNullDereference();
+template <class T>
+void RefImpl<T>::nullDereferenceError() {
+    throwNullDereference();
+}
+
+template <class T>
+class Property {
+public:
+    explicit Property(T value = T()) : m_value(std::move(value)) {}
+    Property& operator=(const T& value) {
+        m_value = value;
+        return *this;
+    }
+    const T& get() const noexcept { return m_value; }
+    operator const T&() const noexcept { return m_value; }  // NOLINT: reads as its value
+
+private:
+    T m_value;
+};
+
+// One choice among named ones, by index; an index out of range throws std::out_of_range.
+class PropertySingleChoice {
+public:
+    PropertySingleChoice(std::vector<std::string> choices, unsigned int index);
+    PropertySingleChoice& operator=(unsigned int index);
+    unsigned int get() const noexcept { return m_index; }
+    const std::vector<std::string>& choices() const noexcept { return m_choices; }
+
+private:
+    std::vector<std::string> m_choices;
+    unsigned int m_index;
+};
+
+// What an algorithm may ask its caller while it runs; null means no interaction.
+class InteractionInterface {
+public:
+    virtual ~InteractionInterface();
+    virtual bool cancelled() const = 0;
+};
+
+class BaseAlgorithm : public RefCounted {
+public:
+    // Runs the algorithm on its current properties, synchronously.
+    void run(InteractionInterface* interaction);
+
+protected:
+    virtual void doRun(InteractionInterface* interaction) = 0;
+};
+
+namespace container {
+template <class T>
+class Vector {
+public:
+    std::size_t size() const noexcept { return m_items.size(); }
+    T& operator[](std::size_t i) { return m_items[i]; }
+    const T& operator[](std::size_t i) const { return m_items[i]; }
+    void resize(std::size_t n) { m_items.resize(n); }
+    void clear() noexcept { m_items.clear(); }
+    T* data() noexcept { return m_items.data(); }
+
+private:
+    std::vector<T> m_items;
+};
+}  // namespace container
+
+namespace math {
+template <class T>
+struct Vector2 {
+    T v[2];
+    T& operator[](std::size_t i) { return v[i]; }
+    const T& operator[](std::size_t i) const { return v[i]; }
+};
+}  // namespace math
+
+}  // namespace zel
+
+#pragma GCC visibility pop

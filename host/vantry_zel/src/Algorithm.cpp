@@ -1,0 +1,91 @@
+// The algorithm framework and zel::geometry::SphereSampling.
+#include <vantry_zel/SphereSampling.h>
+
+#include <cmath>
+#include <stdexcept>
+#include <string>
+
+#include <vantry_util/CKrvSettingDoc.h>
+#include <vantry_util/KrvExternalFunction.h>
+#include <vantry_util/KrvFault.h>
+
+#include "SphereRepair.h"
+
+namespace zel {
+
+RefCounted::~RefCounted() = default;
+InteractionInterface::~InteractionInterface() = default;
+
+void throwNullDereference() { throw std::logic_error("Null dereference of a zel reference"); }
+
+PropertySingleChoice::PropertySingleChoice(std::vector<std::string> choices, unsigned int index)
+    : m_choices(std::move(choices)), m_index(index) {}
+
+PropertySingleChoice& PropertySingleChoice::operator=(unsigned int index) {
+    if (index >= m_choices.size()) throw std::out_of_range("No such choice: " + std::to_string(index));
+    m_index = index;
+    return *this;
+}
+
+void BaseAlgorithm::run(InteractionInterface* interaction) { doRun(interaction); }
+
+namespace geometry {
+
+namespace {
+
+// acos on [0, 1] to 2e-8 (Abramowitz and Stegun 4.4.46): a square root and a polynomial,
+// which the compiler vectorises where std::acos would cost a library call per direction.
+inline double acosUnit(double x) {
+    const double tail = 0.0066700901 + x * -0.0012624911;
+    const double upper = 0.0308918810 + x * (-0.0170881256 + x * tail);
+    const double lower = 0.0889789874 + x * (-0.0501743046 + x * upper);
+    return std::sqrt(1.0 - x) * (1.5707963050 + x * (-0.2145988016 + x * lower));
+}
+
+constexpr double kTwoPi = 6.283185307179586;
+constexpr double kGoldenFraction = 0.6180339887498949;  // (sqrt 5 - 1) / 2
+
+// Directions first..last of the lattice of n: z = 1 - (i + offset) / (n - 1 + 2 offset), the
+// azimuths 2 pi frac(i g) stepped by the golden fraction.
+void fill(math::Vector2<double>* points, std::size_t first, std::size_t last, std::size_t n, double offset) {
+    const double scale = 1.0 / (static_cast<double>(n) - 1.0 + 2.0 * offset);
+    double turn = std::fmod(static_cast<double>(first) * kGoldenFraction, 1.0);
+    for (std::size_t i = first; i < last; ++i) {
+        const double z = 1.0 - (static_cast<double>(i) + offset) * scale;
+        points[i].v[0] = kTwoPi * turn;
+        points[i].v[1] = acosUnit(z < 0.0 ? 0.0 : z);
+        turn += kGoldenFraction;
+        turn -= turn >= 1.0 ? 1.0 : 0.0;
+    }
+}
+
+}  // namespace
+
+RefImpl<SphereSampling> SphereSampling::New(void*) { return RefImpl<SphereSampling>(new SphereSampling()); }
+
+void SphereSampling::doRun(InteractionInterface*) {
+    // Custom answer: the output holds `value` directions whatever the count asked.
+    static KrvFault::Point& fault = KrvFault::point("SphereSampling::run");
+    container::Vector<math::Vector2<double>>* out = output.get();
+    if (out == nullptr) throw std::invalid_argument("SphereSampling: no output vector");
+    std::size_t n = directionCount.get();
+    if (fault.fire()) n = static_cast<std::size_t>(fault.answerValue());
+    out->resize(n);
+    if (n == 0) return;
+    const double offset = method.get() == 1 ? 0.25 : 0.5;
+    const bool report = n >= kProgressFrom && CKrvSettingDoc::getInstance().getProgress() != 0;
+    const std::size_t chunk = report ? n / 4 + 1 : n;
+    const KrvExternalFunction& hooks = KrvExternalFunction::getInstance();
+    for (std::size_t first = 0; first < n; first += chunk) {
+        const std::size_t last = std::min(n, first + chunk);
+        fill(out->data(), first, last, n, offset);
+        if (report) {
+            const std::string message = "Sampling directions " + std::to_string(last) + "/" + std::to_string(n);
+            hooks.CallProgressMsgFunction(message.c_str());
+        }
+    }
+    if (method.get() == 1) repairSeamAndPole(out->data(), n);
+}
+
+}  // namespace geometry
+}  // namespace zel

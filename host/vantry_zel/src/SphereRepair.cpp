@@ -1,0 +1,235 @@
+// The local repair of the half-sphere Fibonacci lattice. Where the spiral meets its own
+// antipodal image at the equator the two turn opposite ways and leave holes (kappa about 2.3),
+// and the first turns around the pole leave a smaller one (about 1.7); elsewhere the lattice
+// covers at kappa 1.45 to 1.58. Each direction of a band of two lattice steps above the equator,
+// and of a cap of about six steps around the pole, moves to the centre of the smallest cap that
+// holds its Voronoi cell (a minimax step: it lowers the cell's covering radius), all at once, for
+// a few rounds. The cells come from the neighbours within three steps, fixed before the first
+// round, the antipodes of the band included, nearest first; each is cut out of a square in the
+// plane tangent to its direction, where the bisecting great circles are straight lines.
+#include "SphereRepair.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdint>
+#include <vector>
+
+namespace zel::geometry {
+
+namespace {
+
+struct Vec3 {
+    double x, y, z;
+};
+inline Vec3 operator+(Vec3 a, Vec3 b) { return {a.x + b.x, a.y + b.y, a.z + b.z}; }
+inline Vec3 operator-(Vec3 a, Vec3 b) { return {a.x - b.x, a.y - b.y, a.z - b.z}; }
+inline Vec3 operator*(double k, Vec3 a) { return {k * a.x, k * a.y, k * a.z}; }
+inline Vec3 operator-(Vec3 a) { return {-a.x, -a.y, -a.z}; }
+inline double dot(Vec3 a, Vec3 b) { return a.x * b.x + a.y * b.y + a.z * b.z; }
+inline Vec3 cross(Vec3 a, Vec3 b) { return {a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x}; }
+inline Vec3 unit(Vec3 a) { return (1.0 / std::sqrt(dot(a, a))) * a; }
+
+constexpr int kRounds = 3;
+constexpr double kBandSteps = 2.0;      // the seam band: z below this many lattice steps
+constexpr double kPoleSteps = 3.0;      // the pole cap: 1 - z below 2 (steps)^2
+constexpr double kNeighbourSteps = 3.0;
+constexpr std::size_t kBruteForce = 4096;
+constexpr double kTwoPi = 6.283185307179586;
+
+// A region of the lattice: the directions it reads (and their antipodes when `images`), the
+// ones it moves, and each moving one's neighbours (positions in `pos`, antipodes after the
+// directions).
+struct Region {
+    std::vector<std::size_t> index;  // lattice index of each position
+    std::vector<Vec3> pos;           // directions, then antipodes when images
+    bool images = false;
+    std::vector<std::uint32_t> moving;  // positions that move
+    std::vector<std::uint32_t> first;   // neighbours of moving[k]: near[first[k] .. first[k+1])
+    std::vector<std::uint32_t> near;
+};
+
+Vec3 toVector(const math::Vector2<double>& p) {
+    const double s = std::sin(p[1]);
+    return {s * std::cos(p[0]), s * std::sin(p[0]), std::cos(p[1])};
+}
+
+void findNeighbours(Region& r, double radius) {
+    const double r2 = radius * radius;
+    const std::size_t count = r.pos.size();
+    r.first.assign(1, 0);
+    const auto keep = [&](std::uint32_t k, std::uint32_t j) {
+        if (j != k && dot(r.pos[j] - r.pos[k], r.pos[j] - r.pos[k]) < r2) r.near.push_back(j);
+    };
+    // Nearest first: the cell shrinks at once and the farther bisectors mostly miss it.
+    const auto sortLast = [&](std::uint32_t k) {
+        const Vec3 p = r.pos[k];
+        std::sort(r.near.begin() + r.first.back(), r.near.end(), [&](std::uint32_t a, std::uint32_t b) {
+            return dot(r.pos[a], p) > dot(r.pos[b], p);
+        });
+        r.first.push_back(static_cast<std::uint32_t>(r.near.size()));
+    };
+    if (count <= kBruteForce) {
+        for (const std::uint32_t k : r.moving) {
+            for (std::uint32_t j = 0; j < count; ++j) keep(k, j);
+            sortLast(k);
+        }
+        return;
+    }
+    // A thin band around the equator: buckets by azimuth, each at least `radius` wide.
+    double zMax = 0.0;
+    for (const Vec3& p : r.pos) zMax = std::max(zMax, std::fabs(p.z));
+    const double width = radius / std::sqrt(std::max(1e-12, 1.0 - zMax * zMax));
+    const std::size_t buckets = std::max<std::size_t>(3, static_cast<std::size_t>(kTwoPi / width));
+    const auto bucketOf = [&](const Vec3& p) {
+        const double turn = (std::atan2(p.y, p.x) + kTwoPi / 2) / kTwoPi;
+        return std::min(buckets - 1, static_cast<std::size_t>(turn * static_cast<double>(buckets)));
+    };
+    std::vector<std::uint32_t> start(buckets + 1, 0), order(count);
+    std::vector<std::uint32_t> bucket(count);
+    for (std::uint32_t j = 0; j < count; ++j) ++start[(bucket[j] = static_cast<std::uint32_t>(bucketOf(r.pos[j]))) + 1];
+    for (std::size_t b = 0; b < buckets; ++b) start[b + 1] += start[b];
+    std::vector<std::uint32_t> fill(start.begin(), start.end() - 1);
+    for (std::uint32_t j = 0; j < count; ++j) order[fill[bucket[j]]++] = j;
+    for (const std::uint32_t k : r.moving) {
+        const std::size_t b = bucket[k];
+        for (const std::size_t c : {(b + buckets - 1) % buckets, b, (b + 1) % buckets})
+            for (std::uint32_t at = start[c]; at < start[c + 1]; ++at) keep(k, order[at]);
+        sortLast(k);
+    }
+}
+
+// The centre of the smallest cap holding the Voronoi cell of `p` among `near`.
+Vec3 cellCentre(Vec3 p, const Vec3* pos, const std::uint32_t* near, std::size_t nearCount, double half) {
+    const Vec3 axis = std::fabs(p.z) < 0.9 ? Vec3{0, 0, 1} : Vec3{1, 0, 0};
+    const Vec3 e1 = unit(cross(p, axis));
+    const Vec3 e2 = cross(p, e1);
+    std::array<std::array<double, 2>, 64> buffers[2];
+    std::array<double, 2>* cell = buffers[0].data();
+    std::array<double, 2>* cut = buffers[1].data();
+    constexpr std::size_t kMaxCorners = 64;
+    std::size_t size = 4;
+    cell[0] = {-half, -half};
+    cell[1] = {half, -half};
+    cell[2] = {half, half};
+    cell[3] = {-half, half};
+    double reach2 = 2.0 * half * half;  // the farthest corner of the cell, squared
+    for (std::size_t m = 0; m < nearCount && size > 0; ++m) {
+        const Vec3 q = pos[near[m]];
+        const double a = -dot(e1, q), b = -dot(e2, q), c = 1.0 - dot(p, q);  // keep a u + b v + c >= 0
+        if (c * c >= reach2 * (a * a + b * b)) continue;  // the bisector passes beyond the cell
+        std::size_t kept = 0;
+        for (std::size_t i = 0; i < size && kept + 2 < kMaxCorners; ++i) {
+            const auto& u = cell[i];
+            const auto& v = cell[(i + 1) % size];
+            const double fu = a * u[0] + b * u[1] + c, fv = a * v[0] + b * v[1] + c;
+            if (fu >= 0) cut[kept++] = u;
+            if ((fu >= 0) != (fv >= 0)) {
+                const double t = fu / (fu - fv);
+                cut[kept++] = {u[0] + t * (v[0] - u[0]), u[1] + t * (v[1] - u[1])};
+            }
+        }
+        size = kept;
+        std::swap(cell, cut);
+        reach2 = 0.0;
+        for (std::size_t i = 0; i < size; ++i) reach2 = std::max(reach2, cell[i][0] * cell[i][0] + cell[i][1] * cell[i][1]);
+    }
+    if (size == 0) return p;
+    // The smallest circle holding the corners, in the tangent plane (the cell is small, so this
+    // is the smallest cap to well within a lattice step's thousandth), lifted back to the sphere.
+    double cu = cell[0][0], cv = cell[0][1], r2 = 0.0;
+    const auto outside = [&](const std::array<double, 2>& q) {
+        return (q[0] - cu) * (q[0] - cu) + (q[1] - cv) * (q[1] - cv) > r2 * (1.0 + 1e-12);
+    };
+    const auto circle2 = [&](const std::array<double, 2>& a, const std::array<double, 2>& b) {
+        cu = 0.5 * (a[0] + b[0]);
+        cv = 0.5 * (a[1] + b[1]);
+        r2 = 0.25 * ((a[0] - b[0]) * (a[0] - b[0]) + (a[1] - b[1]) * (a[1] - b[1]));
+    };
+    const auto circle3 = [&](const std::array<double, 2>& a, const std::array<double, 2>& b,
+                             const std::array<double, 2>& c) {
+        const double bx = b[0] - a[0], by = b[1] - a[1], cx = c[0] - a[0], cy = c[1] - a[1];
+        const double d = 2.0 * (bx * cy - by * cx);
+        if (std::fabs(d) < 1e-300) return;
+        const double b2 = bx * bx + by * by, c2 = cx * cx + cy * cy;
+        const double ux = (cy * b2 - by * c2) / d, uy = (bx * c2 - cx * b2) / d;
+        cu = a[0] + ux;
+        cv = a[1] + uy;
+        r2 = ux * ux + uy * uy;
+    };
+    for (std::size_t i = 1; i < size; ++i) {
+        if (!outside(cell[i])) continue;
+        cu = cell[i][0], cv = cell[i][1], r2 = 0.0;
+        for (std::size_t j = 0; j < i; ++j) {
+            if (!outside(cell[j])) continue;
+            circle2(cell[i], cell[j]);
+            for (std::size_t k = 0; k < j; ++k)
+                if (outside(cell[k])) circle3(cell[i], cell[j], cell[k]);
+        }
+    }
+    return unit(p + cu * e1 + cv * e2);
+}
+
+void relax(Region& r, math::Vector2<double>* points, double step) {
+    const std::size_t directions = r.index.size();
+    if (r.images)
+        for (std::size_t j = 0; j < directions; ++j) r.pos.push_back(-r.pos[j]);
+    findNeighbours(r, kNeighbourSteps * step);
+    std::vector<Vec3> moved(r.moving.size());
+    for (int round = 0; round < kRounds; ++round) {
+        for (std::size_t k = 0; k < r.moving.size(); ++k) {
+            const Vec3 c = cellCentre(r.pos[r.moving[k]], r.pos.data(), r.near.data() + r.first[k],
+                                      r.first[k + 1] - r.first[k], kNeighbourSteps * step);
+            moved[k] = c.z < 0 ? -c : c;
+        }
+        for (std::size_t k = 0; k < r.moving.size(); ++k) {
+            r.pos[r.moving[k]] = moved[k];
+            if (r.images) r.pos[directions + r.moving[k]] = -moved[k];
+        }
+    }
+    for (const std::uint32_t k : r.moving) {
+        const Vec3 p = r.pos[k];
+        double azimuth = std::atan2(p.y, p.x);
+        if (azimuth < 0) azimuth += kTwoPi;
+        points[r.index[k]][0] = azimuth;
+        points[r.index[k]][1] = std::acos(std::clamp(p.z, 0.0, 1.0));
+    }
+}
+
+}  // namespace
+
+void repairSeamAndPole(math::Vector2<double>* points, std::size_t n) {
+    if (n < 3) return;
+    const double step = std::sqrt(kTwoPi / static_cast<double>(n));
+    const double bandTop = kBandSteps * step;
+    const double bandReach = bandTop + (kNeighbourSteps + 1.0) * step;
+    const double poleLow = 1.0 - 2.0 * (kPoleSteps * step) * (kPoleSteps * step);
+    const double poleReach = std::cos(std::acos(std::max(-1.0, poleLow)) + (kNeighbourSteps + 1.0) * step);
+    const auto zOf = [&](std::size_t i) { return std::cos(points[i][1]); };
+    // The lattice runs from the pole down to the equator: the regions are the two ends.
+    std::size_t tail = n, head = 0;
+    while (tail > 0 && zOf(tail - 1) < bandReach) --tail;
+    while (head < n && zOf(head) > poleReach) ++head;
+
+    const auto add = [&](Region& r, std::size_t i, bool moves) {
+        if (moves) r.moving.push_back(static_cast<std::uint32_t>(r.pos.size()));
+        r.index.push_back(i);
+        r.pos.push_back(toVector(points[i]));
+    };
+    if (head >= tail) {  // few directions: one region, all of them read
+        Region all;
+        all.images = true;
+        for (std::size_t i = 0; i < n; ++i) add(all, i, zOf(i) < bandTop || zOf(i) > poleLow);
+        relax(all, points, step);
+        return;
+    }
+    Region seam;
+    seam.images = true;
+    for (std::size_t i = tail; i < n; ++i) add(seam, i, zOf(i) < bandTop);
+    relax(seam, points, step);
+    Region pole;
+    for (std::size_t i = 0; i < head; ++i) add(pole, i, zOf(i) > poleLow);
+    relax(pole, points, step);
+}
+
+}  // namespace zel::geometry

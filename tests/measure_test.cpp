@@ -1,0 +1,315 @@
+// User measures, measure parameters and Feret 3-D directions over the stand-alone suite, with
+// every failure answer of the host produced through its fault points.
+#include <cmath>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <KorvaneAPI/KorvaneAPI.h>
+#include <vantry_data/CDatAnlHandler.h>
+#include <vantry_process/MeasureInfo.h>
+#include <vantry_util/KrvExternalFunction.h>
+#include <vantry_util/KrvFault.h>
+
+#include "support/TestSupport.h"
+
+using kapitest::expectLogLine;
+using kapitest::sourceLine;
+using Level = KrvLoggerLevel;
+using Names = std::vector<std::string>;
+using KrvFault::Answer;
+
+namespace {
+
+const char* const kFile = "src/MeasureInterface.cpp";
+
+class Measures : public kapitest::SuiteTest {
+protected:
+    void SetUp() override {
+        SuiteTest::SetUp();
+        KrvFault::reset();  // count from here, not from start-up
+        log->clear();
+    }
+    static int line(const std::string& snippet) { return sourceLine(kFile, snippet); }
+    // The first line holding `snippet` after the line holding `anchor`: for a text that several
+    // functions log alike.
+    static int lineAfter(const std::string& anchor, const std::string& snippet) {
+        const std::string self = __FILE__;
+        std::ifstream source(self.substr(0, self.rfind("tests/")) + kFile);
+        std::string text;
+        for (int number = 1, from = line(anchor); std::getline(source, text); ++number)
+            if (number > from && text.find(snippet) != std::string::npos) return number;
+        ADD_FAILURE() << snippet << " after " << anchor;
+        return 0;
+    }
+    static CDatUsrMeasure* user(const std::string& name) { return CDatAnlHandler::m_pInstance->GetUsrMsr(name); }
+    int errors() const {
+        int count = 0;
+        for (const auto& l : log->lines()) count += l.level >= Level::Warn;
+        return count;
+    }
+};
+
+TEST_F(Measures, UnitDimensionsAreStoredAsFiveLessTheValueAndInvalidOnesGoOnAsZero) {
+    const struct {
+        int value;
+        int stored;
+        bool reported;
+    } cases[] = {{0, 5, false}, {5, 0, false}, {7, -2, false}, {8, 0, true}, {-1, 0, true}};
+    int n = 0;
+    for (const auto& c : cases) {
+        const std::string name = "M" + std::to_string(n++);
+        log->clear();
+        ASSERT_TRUE(createUsrMsrByFormula(name, "Area * 2", static_cast<eMsrUnitDim>(c.value))) << c.value;
+        EXPECT_EQ(user(name)->m_unitDim, c.stored) << c.value;
+        const auto found = log->find("Error, invalid user measure unit dimension value for measure " + name);
+        EXPECT_EQ(found.size(), c.reported ? 1u : 0u) << c.value;
+    }
+    ASSERT_TRUE(createUsrMsrByIPFunction("Ip", "Compactness", static_cast<eMsrUnitDim>(9)));
+    expectLogLine(*log, Level::Error, "Error, invalid user measure unit dimension value for measure Ip", kFile,
+                  line("\"Error, invalid user measure unit dimension value"));
+}
+
+TEST_F(Measures, FormulasAreCheckedFirstThenNamedThenCompiledAndUndone) {
+    // The static check comes before the name: even an invalid name gets the formula message.
+    EXPECT_FALSE(createUsrMsrByFormula("", "Area +", eMsrUnitDim5));
+    expectLogLine(*log, Level::Error, "Invalid user measure formula Area + for user measure ", kFile,
+                  line("if (!CDatUsrMeasure::checkMsrFormula") + 1);
+    EXPECT_EQ(KrvFault::calls("CDatAnlHandler::AddUsrMsr"), 0u);
+
+    log->clear();
+    EXPECT_FALSE(createUsrMsrByFormula("Bad name\n", "Area", eMsrUnitDim5));
+    expectLogLine(*log, Level::Error, "Invalid user measure name Bad name\n, can't create it", kFile,
+                  line("\"Invalid user measure name \""));
+
+    // Passes the syntax check, refused by the compile (unknown measure, itself): one Error, removed.
+    for (const char* formula : {"Area + Nothing", "Self * 2"}) {
+        log->clear();
+        EXPECT_FALSE(createUsrMsrByFormula("Self", formula, eMsrUnitDim5));
+        EXPECT_EQ(log->find(std::string("Invalid user measure formula ") + formula + " for user measure Self").size(), 1u);
+        EXPECT_EQ(user("Self"), nullptr);
+        EXPECT_EQ(getUsrMsrFormula("Self"), "");
+        EXPECT_EQ(log->find("Can't get formula for user measure Self, this user measure doesn't exists").size(), 1u);
+    }
+
+    // A formula over a native and a user measure, evaluated by the suite.
+    ASSERT_TRUE(createUsrMsrByFormula("Double", "Area * 2", eMsrUnitDim3));
+    ASSERT_TRUE(createUsrMsrByFormula("Mixed", "Double + sqrt(Perimeter) ^ 2", eMsrUnitDim3));
+    const auto values = [](const std::string& name) { return name == "Double" ? 10.0 : 9.0; };
+    EXPECT_DOUBLE_EQ(user("Mixed")->evaluate(values), 19.0);
+    log->clear();
+    EXPECT_EQ(getUsrMsrFormula("Mixed"), "Double + sqrt(Perimeter) ^ 2");
+    expectLogLine(*log, Level::Debug, "Formula = Double + sqrt(Perimeter) ^ 2", kFile, line("\"Formula = \""));
+}
+
+TEST_F(Measures, IpFunctionsComeFromTheCatalogue) {
+    EXPECT_FALSE(createUsrMsrByIPFunction("F", "not an identifier", eMsrUnitDim5));
+    expectLogLine(*log, Level::Error, "Invalid user measure Ip function not an identifier for user measure F", kFile,
+                  line("if (!CDatUsrMeasure::checkIpFunction(function))") + 1);
+    EXPECT_EQ(KrvFault::calls("CDatAnlHandler::AddUsrMsr"), 0u);
+
+    log->clear();
+    EXPECT_FALSE(createUsrMsrByIPFunction("F", "NoSuchFunction", eMsrUnitDim5));
+    expectLogLine(*log, Level::Error, "Invalid user measure Ip function NoSuchFunction for user measure F", kFile,
+                  line("if (measure->initIpFunction(function)) return true;") + 1);
+    EXPECT_EQ(user("F"), nullptr);
+
+    for (const KrvIpFunction& function : krvIpFunctions()) {
+        EXPECT_TRUE(CDatUsrMeasure::checkIpFunction(function.name)) << function.name;
+        EXPECT_NE(std::string(function.description), "");
+    }
+    ASSERT_TRUE(createUsrMsrByIPFunction("F", "MeanIntensity", eMsrUnitDim5));
+    log->clear();
+    EXPECT_EQ(getUsrMsrFormula("F"), "MeanIntensity");
+    expectLogLine(*log, Level::Debug, "IpFunction = MeanIntensity", kFile, line("\"IpFunction = \""));
+}
+
+TEST_F(Measures, HostFailuresDuringCreationAndLookUp) {
+    KrvFault::arm("CDatAnlHandler::AddUsrMsr", Answer::Null);
+    EXPECT_FALSE(createUsrMsrByFormula("A", "Area", eMsrUnitDim5));
+    EXPECT_EQ(log->find("Invalid user measure name A, can't create it").size(), 1u);
+
+    // The undo itself fails: the half-made measure stays, a Warn says so.
+    log->clear();
+    KrvFault::arm("CDatUsrMeasure::initUsrFormula", Answer::Zero);
+    KrvFault::arm("CDatAnlHandler::RemoveUsrMsr", Answer::Zero);
+    EXPECT_FALSE(createUsrMsrByFormula("A", "Area", eMsrUnitDim5));
+    expectLogLine(*log, Level::Warn, "Can't remove user measure A", kFile,
+                  lineAfter("void undoCreation", "\"Can't remove user measure \""));
+    EXPECT_NE(user("A"), nullptr);
+
+    log->clear();
+    KrvFault::arm("CDatUsrMeasure::getUsrMeasureType", Answer::Custom, 1, 1, 2);
+    EXPECT_EQ(getUsrMsrFormula("A"), "");
+    expectLogLine(*log, Level::Error, "Can't get formula for user measure A, unsupported user measure type", kFile,
+                  line("\", unsupported user measure type\""));
+
+    log->clear();
+    removeUsrMsr("Nothing");
+    expectLogLine(*log, Level::Warn, "Can't remove user measure Nothing", kFile, lineAfter("void removeUsrMsr", "\"Can't remove user measure \""));
+}
+
+TEST_F(Measures, ReservedMeasuresAreHiddenAndSurviveRemoveAll) {
+    ASSERT_TRUE(createUsrMsrByFormula("classid", "Area", eMsrUnitDim5));
+    ASSERT_TRUE(createUsrMsrByFormula("ValidateMore", "Area", eMsrUnitDim5));
+    log->clear();
+    EXPECT_EQ(getUsrMsrList(), (Names{"classid", "ValidateMore"}));
+    EXPECT_TRUE(log->find("ClassId").empty());
+
+    removeAllUsrMsr();
+    EXPECT_EQ(log->find("Retrieving user measure list :").size(), 2u);
+    EXPECT_EQ(log->find("Removing user measure classid").size(), 1u);
+    EXPECT_TRUE(getUsrMsrList().empty());
+    std::vector<CKrvString> all;
+    CDatAnlHandler::m_pInstance->GetUsrMsrList(all);
+    EXPECT_EQ(all.size(), 5u);
+
+    removeUsrMsr("ClassId");
+    EXPECT_EQ(user("ClassId"), nullptr);
+}
+
+TEST_F(Measures, ParametersOfNativeMeasures) {
+    EXPECT_EQ(getNatMsrList().size(), 20u);
+    MeasureInfo info;
+    ASSERT_TRUE(getMsrInfo("Length3d", info));
+    EXPECT_EQ(info.dimension, 3);
+    EXPECT_EQ(info.nbParams, 26);
+    EXPECT_FALSE(getMsrInfo("Nothing", info));
+
+    // No parameters: an empty vector and no Error.
+    log->clear();
+    EXPECT_TRUE(getMsrParams("Area").empty());
+    EXPECT_EQ(errors(), 0);
+    expectLogLine(*log, Level::Debug, "Getting params for user measure Area", kFile,
+                  line("\"Getting params for user measure \""));
+
+    const std::vector<float> angles{0.f, 45.f, 90.f, 180.f};
+    log->clear();
+    EXPECT_TRUE(setMsrParams("FeretMax", angles));
+    EXPECT_EQ(log->find("45").size(), 1u);
+    EXPECT_EQ(getMsrParams("FeretMax"), angles);
+
+    log->clear();
+    EXPECT_FALSE(setMsrParams("FeretMax", {200.f}));
+    expectLogLine(*log, Level::Error, "Can't set parameters for measure FeretMax", kFile,
+                  line("\"Can't set parameters for measure \""));
+    EXPECT_FALSE(setMsrParams("FeretMax", {}));  // the suite decides: a count of 0 is refused
+    EXPECT_EQ(getMsrParams("FeretMax"), angles);
+
+    // "Length3d": an even, non-zero count of finite values, polar angles 0-90, then azimuths 0-360.
+    const float nan = std::nanf("");
+    for (const std::vector<float>& refused : std::vector<std::vector<float>>{
+             {10.f, 20.f, 30.f}, {91.f, 0.f}, {-1.f, 0.f}, {45.f, 361.f}, {nan, 0.f}, {45.f, INFINITY}})
+        EXPECT_FALSE(setMsrParams("Length3d", refused)) << refused.size() << " " << refused[0] << " " << refused[1];
+    EXPECT_TRUE(setMsrParams("Length3d", {90.f, 0.f, 360.f, 0.f}));
+
+    log->clear();
+    EXPECT_FALSE(setMsrParams("Area", {1.f}));
+    expectLogLine(*log, Level::Error, "Measure Area has no parameters, can't set it", kFile,
+                  line("\" has no parameters, can't set it\""));
+
+    for (const char* missing : {"Nothing"}) {
+        log->clear();
+        EXPECT_TRUE(getMsrParams(missing).empty());
+        EXPECT_FALSE(setMsrParams(missing, {1.f}));
+        EXPECT_EQ(log->find("Can't find measure Nothing").size(), 2u);
+    }
+
+    // A user measure: Warn when reading, Error when writing, before any look-up.
+    ASSERT_TRUE(createUsrMsrByFormula("U", "Area", eMsrUnitDim5));
+    KrvFault::reset();
+    log->clear();
+    EXPECT_TRUE(getMsrParams("U").empty());
+    EXPECT_FALSE(setMsrParams("U", {1.f}));
+    expectLogLine(*log, Level::Warn, "User measures have no parameters, can't get it, for measure U", kFile,
+                  line("can't get it, for measure "));
+    expectLogLine(*log, Level::Error, "User measures have no parameters, can't set it, for measure U", kFile,
+                  line("can't set it, for measure "));
+    EXPECT_EQ(KrvFault::calls("IpIndGetMsrInfo"), 0u);
+}
+
+TEST_F(Measures, OddAnswersOfTheParameterBlock) {
+    KrvFault::arm("IpIndGetMsrInfo", Answer::NonZero);
+    EXPECT_TRUE(getMsrParams("Length3d").empty());
+    expectLogLine(*log, Level::Error, "Can't find measure Length3d", kFile, lineAfter("std::vector<float> getMsrParams", "\"Can't find measure \""));
+
+    // Values counted but no array.
+    log->clear();
+    KrvFault::arm("IpIndGetMsrInfo", Answer::Custom, 1, 1, 1);
+    EXPECT_TRUE(getMsrParams("Length3d").empty());
+    expectLogLine(*log, Level::Error, "Internal error, measure info size mismatch with pointer value for measure Length3d",
+                  kFile, line("\"Internal error, measure info size mismatch"));
+
+    // An array with a count of 0: empty, no Error, the array freed (the sanitizer build checks).
+    log->clear();
+    KrvFault::arm("IpIndGetMsrInfo", Answer::Custom, 1, 1, 2);
+    EXPECT_TRUE(getMsrParams("Length3d").empty());
+    EXPECT_EQ(errors(), 0);
+
+    KrvFault::arm("IpIndSetMsrInfo", Answer::NonZero);
+    EXPECT_FALSE(setFeret3dMsrParams(4));
+    EXPECT_EQ(log->find("Can't set parameters for measure Length3d").size(), 1u);
+    EXPECT_TRUE(setFeret3dMsrParams(4));
+    EXPECT_EQ(getMsrParams("Length3d").size(), 8u);
+}
+
+TEST_F(Measures, FeretAnglesPolarBlockFirstInDegrees) {
+    for (int n : {0, -5}) {
+        log->clear();
+        try {
+            getUniformFeret3dAngles(n);
+            FAIL() << n;
+        } catch (const KorvaneAPIException& e) {
+            EXPECT_STREQ(e.what(), "Number of angles for Feret3d measures must be strictly positive");
+        }
+        expectLogLine(*log, Level::Error, "Number of angles for Feret3d measures must be strictly positive", kFile,
+                      line("\"Number of angles for Feret3d"));
+    }
+    EXPECT_THROW(setFeret3dMsrParams(0), KorvaneAPIException);
+    EXPECT_EQ(KrvFault::calls("IpIndSetMsrInfo"), 0u);
+
+    log->clear();
+    KrvFault::arm("IpSampleHalfSphereAngle", Answer::NonZero);
+    EXPECT_THROW(getUniformFeret3dAngles(7), KorvaneAPIException);
+    expectLogLine(*log, Level::Error, "IpSampleHalfSphereAngle failed while setting Feret3d parameters", kFile,
+                  line("\"IpSampleHalfSphereAngle failed"));
+
+    KrvFault::arm("IpSampleHalfSphereAngle", Answer::Custom, 1, 1, 1);
+    EXPECT_EQ(getUniformFeret3dAngles(3), (std::vector<float>{90.f, 90.f, 90.f, 0.f, 0.f, 0.f}));
+    KrvFault::arm("IpSampleHalfSphereAngle", Answer::Custom, 1, 1, 2);
+    EXPECT_EQ(getUniformFeret3dAngles(1), (std::vector<float>{180.f, 180.f}));
+
+    const std::vector<float> small = getUniformFeret3dAngles(100);
+    ASSERT_EQ(small.size(), 200u);
+    EXPECT_EQ(KrvFault::calls("SphereSampling::run"), 0u);
+    for (int i = 0; i < 100; ++i) {
+        EXPECT_GE(small[i], 0.f);
+        EXPECT_LE(small[i], 90.f);
+        EXPECT_GE(small[100 + i], 0.f);
+        EXPECT_LT(small[100 + i], 360.f);
+    }
+    EXPECT_EQ(getUniformFeret3dAngles(101).size(), 202u);
+    EXPECT_EQ(KrvFault::calls("SphereSampling::run"), 1u);
+    KrvFault::arm("SphereSampling::run", Answer::Custom, 1, 1, 7);
+    EXPECT_EQ(getUniformFeret3dAngles(500).size(), 14u);
+    KrvFault::arm("SphereSampling::run", Answer::Custom, 1, 1, 0);
+    EXPECT_TRUE(getUniformFeret3dAngles(500).empty());
+    EXPECT_EQ(log->find("IpSampleHalfSphereAngle failed while setting Feret3d parameters").size(), 1u);
+}
+
+std::vector<std::string> g_progress;
+TEST_F(Measures, LargeCountsReportProgressThroughTheHookTable) {
+    g_progress.clear();
+    KrvExternalFunction::getInstance().setProgressMsgFunction([](const char* text) { g_progress.emplace_back(text); });
+    EXPECT_EQ(getUniformFeret3dAngles(200000).size(), 400000u);
+    KrvExternalFunction::getInstance().setProgressMsgFunction(nullptr);
+    ASSERT_FALSE(g_progress.empty());
+    EXPECT_EQ(g_progress.back(), "Sampling directions 200000/200000");
+    g_progress.clear();
+    getUniformFeret3dAngles(1000);
+    EXPECT_TRUE(g_progress.empty());
+}
+
+}  // namespace
