@@ -92,5 +92,9 @@ void addMeasureCalls(CallTable& table);
 
 // The lines of `korvane feret N`: the directions, then their covering radius.
 Output feretListing(int n, bool vectors);
+// "korvane feret N --svg FILE": the set as an SVG picture, an equal-area view of the half sphere
+// with each direction shaded by the angle to its nearest neighbour (FeretSvg.cpp).
+std::string feretSvg(int n);
+void writeFeretSvg(int n, const std::string& file);
 
 }  // namespace korvane

@@ -179,6 +179,10 @@ int main(int argc, char** argv) {
     CLI::App* feret = app.add_subcommand("feret", "print N uniform directions and their covering radius");
     feret->add_option("N", feretCount, "the number of directions")->required();
     feret->add_flag("--vectors", feretVectors, "unit vectors instead of angles in degrees");
+    std::string feretSvgFile;
+    feret->add_option("--svg", feretSvgFile,
+                      "write a picture instead: the half sphere in equal-area projection, each direction a dot "
+                      "shaded by the angle to its nearest neighbour");
 
     CLI11_PARSE(app, argc, argv);
 
@@ -192,6 +196,11 @@ int main(int argc, char** argv) {
         Session session(findSettings(settings), logLevel);
         if (*commands) {
             korvane::printCommands(std::cout);
+            return 0;
+        }
+        if (*feret && !feretSvgFile.empty()) {
+            korvane::writeFeretSvg(feretCount, feretSvgFile);
+            std::cout << "wrote " << feretSvgFile << '\n';
             return 0;
         }
         if (*feret) {
