@@ -74,6 +74,43 @@ constexpr Results kResults[] = {
      "when the suite knows no such command (exact spelling)"},
     {"lastProgress", "the last progress message and its ratio, or nothing", "never"},
     {"setProgress", "nothing", "when ON is not true/false/1/0"},
+    // Measure groups
+    {"addMsrGrp", "nothing", "never; an existing group of that name is emptied"},
+    {"addMsrToMsrGrp", "nothing",
+     "when the suite knows no such measure (Error \"Can't add measure to measure group GROUP, this measure "
+     "doesn't exists\"); a missing group is made"},
+    {"removeMsrFromMsrGrp", "nothing", "never; a missing group or measure logs an Error line and changes nothing"},
+    {"removeMsrGrp", "nothing",
+     "never; a missing group logs Warn \"Can't remove measure group GROUP, this measure group doesn't exists\""},
+    {"removeAllMsrGrp", "nothing", "never; a Warn line for each group the suite refuses to remove"},
+    {"getMsrGrpList", "the group names, one a line", "never"},
+    {"getMsrGrpMsrList", "the group's measures, one a line, duplicates included",
+     "never; nothing for an unknown group (Error \"Can't get measures from measure group GROUP, this measure "
+     "group doesn't exists\")"},
+    // User measures, measure parameters, Feret directions
+    {"createUsrMsrByFormula", "nothing",
+     "when the formula is refused (Error \"Invalid user measure formula FORMULA for user measure NAME\") or the "
+     "name is (Error \"Invalid user measure name NAME, can't create it\")"},
+    {"createUsrMsrByIPFunction", "nothing",
+     "when the function is refused (Error \"Invalid user measure Ip function FUNCTION for user measure NAME\") or "
+     "the name is"},
+    {"getUsrMsrFormula", "the formula or IP function name", "for an unknown user measure (and an Error line)"},
+    {"getUsrMsrList", "the user measure names, one a line, the five reserved ones hidden", "never"},
+    {"removeUsrMsr", "nothing", "never; a refusal logs Warn \"Can't remove user measure NAME\""},
+    {"removeAllUsrMsr", "nothing", "never; the suite's five reserved measures stay"},
+    {"getMsrInfo", "name, kind, unitDim, dimension, params and description, one a line",
+     "for a measure the suite does not know (no log line)"},
+    {"getMsrParams", "the parameter values, one a line",
+     "never; nothing for a user measure (Warn), an unknown one or an inconsistent answer (Error)"},
+    {"setMsrParams", "nothing",
+     "for a user measure, an unknown measure, a measure without parameters or refused values (an Error line)"},
+    {"getNatMsrList", "the native measure names, one a line", "never"},
+    {"getUniformFeret3dAngles", "the N polar angles, then the N azimuths, in degrees, one a line",
+     "for N < 1 (KorvaneAPIException after Error \"Number of angles for Feret3d measures must be strictly "
+     "positive\") or when the sampler fails"},
+    {"setFeret3dMsrParams", "nothing", "as getUniformFeret3dAngles, or when setMsrParams of Length3d fails"},
+    {"feret", "the N directions, one a line, then the covering radius, worst Feret error and kappa",
+     "as getUniformFeret3dAngles"},
 };
 
 }  // namespace

@@ -17,6 +17,10 @@ const std::map<std::string, std::string> kListOverrides = {
     {"appendRings", "getSegmentList"}, {"getCmdInfo", "getCmdNameColl"},
 };
 
+// Calls whose NAME is any measure, native or user, as a MEASURE argument is.
+const char* const kMeasureCalls[] = {"getMsrInfo", "getMsrParams", "setMsrParams"};
+const char* const kMeasureLists[] = {"getNatMsrList", "getUsrMsrList"};
+
 const char* const kStatements[] = {"expect", "fails", "print", "help", "quit"};
 
 std::vector<std::string> withPrefix(const std::vector<std::string>& words, const std::string& prefix) {
@@ -44,7 +48,9 @@ std::string listCallFor(const std::string& call) {
     std::string best;
     std::size_t bestLength = 0;
     for (const auto& [name, entry] : calls().all()) {
-        if (name.size() <= 7 || name.compare(0, 3, "get") != 0 || name.compare(name.size() - 4, 4, "List") != 0) continue;
+        if (name.size() <= 7 || name.compare(0, 3, "get") != 0 || name.compare(name.size() - 4, 4, "List") != 0 ||
+            entry.minArgs != 0)
+            continue;  // getMsrGrpMsrList lists a group's measures: not an object store
         const std::string noun = name.substr(3, name.size() - 7);
         if (noun.size() > bestLength && call.find(noun) != std::string::npos) best = name, bestLength = noun.size();
     }
@@ -73,14 +79,28 @@ std::vector<std::string> completeLine(const std::string& line) {
     if (call == nullptr) return {};
     const Args usage = splitLine(call->usage);
     const std::size_t argument = index - callAt;  // usage[0] is the call's name
-    if (argument >= usage.size() || usage[argument].rfind("NAME", 0) != 0) return {};
-    const Call* list = calls().find(listCallFor(words[callAt]));
-    if (list == nullptr) return {};
-    try {
-        return withPrefix(list->run({}), typed);
-    } catch (const std::exception&) {
-        return {};
+    if (argument >= usage.size()) return {};
+    const std::string& kind = usage[argument];
+    const bool anyMeasure = kind == "MEASURE" || (kind == "NAME" && std::find(std::begin(kMeasureCalls),
+                                                                               std::end(kMeasureCalls),
+                                                                               words[callAt]) != std::end(kMeasureCalls));
+    std::vector<std::string> lists;
+    if (anyMeasure)
+        lists.assign(std::begin(kMeasureLists), std::end(kMeasureLists));
+    else if (kind == "NAME" || kind == "GROUP")
+        lists.push_back(listCallFor(words[callAt]));
+    std::vector<std::string> names;
+    for (const std::string& listName : lists) {
+        const Call* list = calls().find(listName);
+        if (list == nullptr || list->minArgs != 0) continue;
+        try {
+            const Output listed = list->run({});
+            names.insert(names.end(), listed.begin(), listed.end());
+        } catch (const std::exception&) {
+            // no names from a list that fails
+        }
     }
+    return withPrefix(names, typed);
 }
 
 }  // namespace korvane
