@@ -84,6 +84,15 @@ int main(int argc, char** argv) {
         check(getSegment("rings", 0, 0, x1, y1, x2, y2), "getSegment");
         std::cout << "first segment: (" << x1 << ", " << y1 << ") to (" << x2 << ", " << y2 << ")\n";
 
+        // Measurement: a user measure over native ones, a measure group, and Feret directions.
+        check(createUsrMsrByFormula("Roundness", "4 * pi * Area / Perimeter ^ 2", eMsrUnitDim5), "createUsrMsrByFormula");
+        addMsrGrp("Shape");
+        for (const char* measure : {"Area", "Perimeter", "Roundness"}) check(addMsrToMsrGrp("Shape", measure), "addMsrToMsrGrp");
+        std::cout << "user measure Roundness = " << getUsrMsrFormula("Roundness") << '\n';
+        printList("measure group Shape", getMsrGrpMsrList("Shape"));
+        check(setFeret3dMsrParams(64), "setFeret3dMsrParams");  // throws KorvaneAPIException for N < 1
+        std::cout << "Length3d measures along " << getMsrParams("Length3d").size() / 2 << " directions\n";
+
         // The command catalogue.
         const std::vector<std::string> commands = getCmdNameColl();
         std::cout << commands.size() << " commands; the first: ";
@@ -96,6 +105,8 @@ int main(int argc, char** argv) {
         removeMorphoLut("erode");
         removeSieve("grading");
         removeSegment("rings");
+        removeMsrGrp("Shape");
+        removeUsrMsr("Roundness");
     } catch (const std::exception& e) {
         std::cerr << "client: " << e.what() << '\n';
         status = 1;
