@@ -43,8 +43,10 @@ std::vector<korvane::Direction> large(unsigned int n) {
     return set;
 }
 
-// The table's worst kappa from 20 directions on (the goal is 1.31; see docs/suite.md).
-constexpr double kTableTarget = 1.39;
+// From 20 directions on the table covers at kappa 1.31 or better, except for five counts where
+// the optimiser has not found such a set yet (docs/suite.md).
+constexpr double kTableTarget = 1.31;
+bool notYetAtTarget(int n) { return n == 20 || n == 21 || n == 26 || n == 37 || n == 43; }
 // The repaired lattice's worst kappa.
 constexpr double kLatticeTarget = 1.6;
 
@@ -56,7 +58,7 @@ TEST(Sampling, TableCoveringsReachTheirTargets) {
         EXPECT_NEAR(kappa, krvCoveringKappa(n), 1e-4) << n;  // the table says what it reaches
         if (n < 3) continue;
         EXPECT_GE(kappa, korvane::fejesTothKappa(n) - 1e-9) << n;
-        EXPECT_LE(kappa, n >= 20 ? kTableTarget : 1.53) << n;
+        EXPECT_LE(kappa, n < 20 ? 1.53 : notYetAtTarget(n) ? 1.38 : kTableTarget) << n;
     }
     float first[2];
     EXPECT_NE(IpSampleHalfSphereAngle(0, first, first), 0);
