@@ -164,6 +164,7 @@ void Interpreter::runWords(const Args& words) {
                 m_out << ' ' << (word.empty() || word.find_first_of(" \t\"#") != std::string::npos ? jsonString(word) : word);
             m_out << '\n';
         }
+        m_out.flush();  // see runLine
         m_last = callOrThrow(words);
         if (m_options.json) return report(words, true, m_last, "", false);
         for (const std::string& line : m_last) m_out << (m_options.echo ? "  " : "") << line << '\n';
@@ -171,6 +172,9 @@ void Interpreter::runWords(const Args& words) {
 }
 
 bool Interpreter::runLine(const std::string& line, const std::string& source, int number) {
+    // The library's own lines go to standard error while a call runs: what the script printed so
+    // far goes out first, so that the log read together with the output is in order.
+    m_out.flush();
     m_number = number;
     m_verb.clear();
     Args words;
