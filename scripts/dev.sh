@@ -10,7 +10,7 @@ cd "$(dirname "$0")/.."
 
 BUILD_PACKAGES="build-essential cmake ninja-build pkg-config libboost-dev libboost-filesystem-dev
   libboost-thread-dev libspdlog-dev libfmt-dev libcli11-dev libedit-dev libqhull-dev"
-TEST_PACKAGES="libgtest-dev libgmock-dev libbenchmark-dev"
+TEST_PACKAGES="libgtest-dev libgmock-dev libbenchmark-dev python3"
 FUZZ_PACKAGES="clang libclang-rt-14-dev"
 TSAN_TESTS="^(CallbacksTest|SegmentTest\\.LongWork|CyclesTest)"
 
@@ -38,7 +38,7 @@ build() {
 # package and through pkg-config, then runs both.
 consumer() {
     stage="$PWD/build/stage"
-    rm -rf "$stage" build/consumer
+    rm -rf "$stage" build/consumer build/client
     cmake --install build/debug --prefix "$stage" >/dev/null
     cmake -S examples/consumer -B build/consumer -G Ninja -DCMAKE_PREFIX_PATH="$stage" >/dev/null
     cmake --build build/consumer
@@ -47,6 +47,9 @@ consumer() {
     c++ -std=c++17 examples/consumer/main.cpp -o build/consumer/consumer-pc \
         $(PKG_CONFIG_PATH="$stage/lib/pkgconfig" pkg-config --cflags --libs korvaneapi) -Wl,-rpath,"$stage/lib"
     build/consumer/consumer-pc
+    cmake -S examples/client -B build/client -G Ninja -DCMAKE_PREFIX_PATH="$stage" >/dev/null
+    cmake --build build/client
+    build/client/client "$stage/share/korvane/settings"
 }
 
 case "${1:-}" in

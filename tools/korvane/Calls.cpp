@@ -12,6 +12,11 @@ const Call* CallTable::find(const std::string& name) const {
     return found == m_calls.end() ? nullptr : &found->second;
 }
 
+void CallTable::describe(const std::string& name, std::string results) {
+    const auto found = m_calls.find(name);
+    if (found != m_calls.end()) found->second.results = std::move(results);
+}
+
 const CallTable& calls() {
     static const CallTable table = [] {
         CallTable built;
@@ -21,6 +26,7 @@ const CallTable& calls() {
         addSegmentCalls(built);
         addCommandCalls(built);
         addMeasureCalls(built);
+        describeResults(built);
         return built;
     }();
     return table;

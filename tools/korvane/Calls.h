@@ -35,6 +35,8 @@ struct Call {
     std::size_t minArgs;
     std::size_t maxArgs;  // kAnyNumber for lists
     std::function<Output(const Args&)> run;
+    // What the call prints and when it fails, for "help CALL" (empty: the summary says it).
+    std::string results{};
 };
 
 constexpr std::size_t kAnyNumber = static_cast<std::size_t>(-1);
@@ -43,6 +45,8 @@ class CallTable {
 public:
     void add(const std::string& name, Call call) { m_calls[name] = std::move(call); }
     const Call* find(const std::string& name) const;
+    // Sets the results text of a call already added; no effect for an unknown name.
+    void describe(const std::string& name, std::string results);
     const std::map<std::string, Call>& all() const noexcept { return m_calls; }
 
 private:
@@ -79,11 +83,18 @@ void addSieveCalls(CallTable& table);
 void addSegmentCalls(CallTable& table);
 void addCommandCalls(CallTable& table);
 
+// The results texts of the families' calls (CallResults.cpp).
+void describeResults(CallTable& table);
+
 // "korvane commands": the catalogue by category, with descriptions and parameters.
 void printCommands(std::ostream& out);
 void addMeasureCalls(CallTable& table);
 
 // The lines of `korvane feret N`: the directions, then their covering radius.
 Output feretListing(int n, bool vectors);
+// "korvane feret N --svg FILE": the set as an SVG picture, an equal-area view of the half sphere
+// with each direction shaded by the angle to its nearest neighbour (FeretSvg.cpp).
+std::string feretSvg(int n);
+void writeFeretSvg(int n, const std::string& file);
 
 }  // namespace korvane

@@ -4,6 +4,7 @@
 //   expect LINE...      the previous call printed exactly these lines (none: printed nothing)
 //   fails CALL ARGS...  the call must throw; its message is printed
 //   print TEXT...       prints the text
+//   complete TEXT       prints what the shell's Tab key offers after TEXT, one a line
 #pragma once
 #include <iosfwd>
 #include <string>
@@ -16,6 +17,7 @@ namespace korvane {
 struct ScriptOptions {
     bool keepGoing = false;  // go on after an error, and report them all
     bool echo = true;        // print each call before its output
+    bool json = false;       // one JSON object per line and call instead of text
 };
 
 // Splits one line into words; throws ScriptError on an unclosed quote.
@@ -24,8 +26,9 @@ Args splitLine(const std::string& line);
 class Interpreter {
 public:
     Interpreter(std::ostream& out, std::ostream& err, ScriptOptions options);
-    // Runs one line; false when it failed (the error is already reported).
-    bool runLine(const std::string& line, const std::string& where);
+    // Runs line `number` of `source` (a file name; empty in the shell); false when it failed
+    // (the error is already reported, naming the line and the call).
+    bool runLine(const std::string& line, const std::string& source, int number);
     // Runs every line of `in`; the number of failed lines (stops at the first one unless
     // keepGoing).
     int runAll(std::istream& in, const std::string& name);
@@ -33,14 +36,24 @@ public:
 private:
     Output callOrThrow(const Args& words) const;
     void runWords(const Args& words);
+    void report(const Args& words, bool ok, const Output& result, const std::string& error, bool expected);
 
+    // The line being run, for errors and JSON objects.
+    int m_number = 0;
+    std::string m_verb;
     std::ostream& m_out;
     std::ostream& m_err;
     ScriptOptions m_options;
     Output m_last;
 };
 
-// "help" and "help CALL".
+// "help" and "help CALL": the signature, the summary, what it prints and when it fails.
 void printHelp(std::ostream& out, const std::string& call);
+
+// The call names closest to a misspelt one (at most two edits), for "did you mean".
+std::vector<std::string> nearestCalls(const std::string& name);
+
+// A text as a JSON string, quotes included.
+std::string jsonString(const std::string& text);
 
 }  // namespace korvane
