@@ -20,13 +20,8 @@ namespace {
 
 const char* const kFile = "src/MeasureGroupInterface.cpp";
 
-class MeasureGroups : public kapitest::SuiteTest {
+class MeasureGroups : public kapitest::AfterStartUpTest {
 protected:
-    void SetUp() override {
-        SuiteTest::SetUp();
-        KrvFault::reset();  // count from here, not from start-up
-        log->clear();
-    }
     static int line(const std::string& snippet) { return sourceLine(kFile, snippet); }
 };
 

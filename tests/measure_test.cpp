@@ -25,13 +25,8 @@ namespace {
 
 const char* const kFile = "src/MeasureInterface.cpp";
 
-class Measures : public kapitest::SuiteTest {
+class Measures : public kapitest::AfterStartUpTest {
 protected:
-    void SetUp() override {
-        SuiteTest::SetUp();
-        KrvFault::reset();  // count from here, not from start-up
-        log->clear();
-    }
     static int line(const std::string& snippet) { return sourceLine(kFile, snippet); }
     // The first line holding `snippet` after the line holding `anchor`: for a text that several
     // functions log alike.

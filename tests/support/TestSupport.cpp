@@ -99,4 +99,10 @@ void SuiteTest::TearDown() {
     removeFolder(folder);
 }
 
+void AfterStartUpTest::SetUp() {
+    SuiteTest::SetUp();
+    KrvFault::reset();
+    log->clear();
+}
+
 }  // namespace kapitest

@@ -62,4 +62,11 @@ protected:
     std::string folder;
 };
 
+// The same, for tests that look only at what they do themselves: fault counters and captured
+// lines start from zero once the suite is up.
+class AfterStartUpTest : public SuiteTest {
+protected:
+    void SetUp() override;
+};
+
 }  // namespace kapitest
