@@ -2,7 +2,8 @@
 // their arguments (names from a small alphabet plus hostile ones, values of any bit pattern,
 // negative and huge counts). A plain model of the stores, written from the functions' documented
 // behaviour, runs beside the library; after each call the result and every name list must agree,
-// or the run aborts with both sides printed.
+// or the run aborts with both sides printed. Measure groups, user measures and measure parameters
+// are called too.
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
@@ -12,6 +13,7 @@
 #include <vector>
 
 #include <KorvaneAPI/KorvaneAPI.h>
+#include <vantry_process/MeasureInfo.h>
 #include <vantry_util/KrvBaseException.h>
 
 namespace {
@@ -56,8 +58,9 @@ const std::vector<std::string>& names() {
     return table;
 }
 
-// Byte 255 picks a name of 1 MiB, once per input: each use copies it (under asan, a fresh
-// mapping), so that more would spend the run on copies.
+// Byte 255 picks a name of 1 MiB, once per input and only in inputs whose length is a multiple
+// of 8: each use copies it several times, each copy a fresh mapping under asan, and allowed in
+// every input it took most of the run's time.
 const std::string& pickName(std::uint8_t b, bool& hugeUsed) {
     static const std::string huge(1 << 20, 'L');
     if (b == 255 && !hugeUsed) {
@@ -86,6 +89,46 @@ const std::vector<Formula>& formulas() {
         {"I1+1", Fate::Valid},         {"X*Y-Z", Fate::Valid},      {"(I9/2)+I3", Fate::Valid},
         {"I1+", Fate::BadSyntax},      {"((I1)", Fate::BadSyntax},  {"1+*2", Fate::BadSyntax},
         {"Q1+1", Fate::Refused},       {"I10", Fate::Refused},      {std::string("I1+1\0+", 6), Fate::Refused}};
+    return table;
+}
+
+// Measure names a group may take: native ones, a reserved user measure, and the name alphabet
+// (user measures when made).
+const std::vector<std::string>& nativeMeasures() {
+    static const std::vector<std::string> table{"Area", "Perimeter", "FeretMax", "IntensityPercentile", "Length3d"};
+    return table;
+}
+bool isNative(const std::string& name) {
+    for (const auto& n : nativeMeasures())
+        if (n == name) return true;
+    return false;
+}
+const std::string& pickMeasure(std::uint8_t b, bool& hugeUsed) {
+    static const std::string reserved = "ClassId";
+    if (b % 4 == 0) return nativeMeasures()[(b / 4) % nativeMeasures().size()];
+    if (b % 4 == 1) return reserved;
+    return pickName(b, hugeUsed);
+}
+
+// Measure formulas and IP functions whose fate is known; formulas naming "a" or "b" are
+// accepted only while that user measure exists and is not the one being made.
+struct Definition {
+    std::string text;
+    Fate fate;
+    const char* reads;  // the user measure the formula needs, or null
+};
+const std::vector<Definition>& measureFormulas() {
+    static const std::vector<Definition> table{
+        {"Area*2", Fate::Valid, nullptr},   {"Perimeter/Area+1", Fate::Valid, nullptr},
+        {"a+1", Fate::Valid, "a"},          {"b*Area", Fate::Valid, "b"},
+        {"Area+", Fate::BadSyntax, nullptr}, {"Nope+1", Fate::Refused, nullptr},
+        {"ClassId*2", Fate::Valid, nullptr}, {std::string("Area\0+", 6), Fate::Refused, nullptr}};
+    return table;
+}
+const std::vector<Formula>& ipFunctions() {
+    static const std::vector<Formula> table{{"ConvexArea", Fate::Valid},  {"HoleCount", Fate::Valid},
+                                            {"Nope", Fate::Refused},       {"1bad", Fate::BadSyntax},
+                                            {"", Fate::BadSyntax},         {"Convex Area", Fate::BadSyntax}};
     return table;
 }
 
@@ -138,6 +181,12 @@ struct Model {
     Store<Lut> luts;
     Store<std::vector<float>> sieves;
     Store<int> segments;
+    Store<std::vector<std::string>> groups;  // group names are not checked: use groupAt
+    struct UserMeasure {
+        std::string definition;
+        int unitDim;
+    };
+    Store<UserMeasure> userMeasures;
     int memory = 0;
     std::uint64_t used = 0;  // bytes the budget holds: table and sieve values
     bool hugeUsed = false;
@@ -150,6 +199,15 @@ struct Model {
         return limit == 0 || (bytes <= limit && used <= limit - bytes);
     }
     std::uint64_t bytesOf(const Lut& l) const { return l.values.size() * sizeof(int); }
+
+    std::vector<std::string>& groupAt(const std::string& name) {
+        if (auto* g = groups.find(name)) return *g;
+        groups.entries.push_back({name, {}});
+        return groups.entries.back().value;
+    }
+    bool measureExists(const std::string& name) {
+        return isNative(name) || name == "ClassId" || userMeasures.find(name) != nullptr;
+    }
 };
 
 [[noreturn]] void mismatch(const char* call, const std::string& name, const std::string& library,
@@ -180,6 +238,9 @@ void checkLists(const Model& m) {
     expect(getSieveList() == m.sieves.list(), "getSieveList", "", str(getSieveList()), str(m.sieves.list()));
     expect(getSegmentList() == m.segments.list(), "getSegmentList", "");
     expect(getExtraMemUsage() == m.memory, "getExtraMemUsage", "");
+    expect(getMsrGrpList() == m.groups.list(), "getMsrGrpList", "", str(getMsrGrpList()), str(m.groups.list()));
+    expect(getUsrMsrList() == m.userMeasures.list(), "getUsrMsrList", "", str(getUsrMsrList()),
+           str(m.userMeasures.list()));
 }
 
 void clearLibrary() {
@@ -189,15 +250,122 @@ void clearLibrary() {
     for (const auto& n : getSieveList()) removeSieve(n);
     for (const auto& n : getSegmentList()) removeSegment(n);
     setExtraMemUsage(0);
+    removeAllMsrGrp();
+    removeAllUsrMsr();
+}
+
+// A user measure's creation: the name as far as its first NUL is the one the suite stores.
+void createUserMeasure(Model& m, const std::string& name, bool byFormula, Input& in) {
+    const std::string stored(name.c_str());
+    const std::int32_t dim = in.byte() < 200 ? in.byte() % 8 : in.int32();
+    bool made = false;
+    std::string text;
+    if (byFormula) {
+        const Definition& d = measureFormulas()[in.byte() % measureFormulas().size()];
+        text = d.text;
+        const bool reads = d.reads == nullptr || (stored != d.reads && m.userMeasures.find(d.reads) != nullptr);
+        made = d.fate == Fate::Valid && reads && validName(stored) && !m.userMeasures.find(stored);
+        expect(createUsrMsrByFormula(name, text, static_cast<eMsrUnitDim>(dim)) == made, "createUsrMsrByFormula",
+               name);
+    } else {
+        const Formula& f = ipFunctions()[in.byte() % ipFunctions().size()];
+        text = f.text;
+        made = f.fate == Fate::Valid && validName(stored) && !m.userMeasures.find(stored);
+        expect(createUsrMsrByIPFunction(name, text, static_cast<eMsrUnitDim>(dim)) == made,
+               "createUsrMsrByIPFunction", name);
+    }
+    if (made) m.userMeasures.add(stored, {text, dim >= 0 && dim <= 7 ? 5 - dim : 0});
+}
+
+// Parameters: what a native measure holds after a refused change is what it held before, and
+// after an accepted one exactly the values given.
+void setParams(const std::string& name, Input& in) {
+    std::vector<float> values(static_cast<std::size_t>(in.byte() % 16));
+    for (float& v : values) v = in.byte() < 128 ? static_cast<float>(in.byte() % 181) : in.real();
+    const std::vector<float> before = getMsrParams(name);
+    const bool set = setMsrParams(name, values);
+    expect(!set || isNative(name), "setMsrParams", name);
+    expect(sameBits(getMsrParams(name), set ? values : before), "setMsrParams (values)", name);
+}
+
+void measureStep(std::uint8_t op, Input& in, Model& m, const std::string& name) {
+    switch (op) {
+    case 0:
+        addMsrGrp(name);
+        m.groupAt(name).clear();
+        break;
+    case 1: {
+        const std::string& measure = pickMeasure(in.byte(), m.hugeUsed);
+        const bool known = m.measureExists(measure);
+        if (known) m.groupAt(name).push_back(measure);
+        expect(addMsrToMsrGrp(name, measure) == known, "addMsrToMsrGrp", measure);
+        break;
+    }
+    case 2: {
+        const std::string& measure = pickMeasure(in.byte(), m.hugeUsed);
+        removeMsrFromMsrGrp(name, measure);
+        if (auto* g = m.groups.find(name))
+            for (auto it = g->begin(); it != g->end(); ++it)
+                if (*it == measure) {
+                    g->erase(it);
+                    break;
+                }
+        break;
+    }
+    case 3:
+        removeMsrGrp(name);
+        m.groups.erase(name);
+        break;
+    case 4:
+        removeAllMsrGrp();
+        m.groups.entries.clear();
+        break;
+    case 5: {
+        const auto* g = m.groups.find(name);
+        expect(getMsrGrpMsrList(name) == (g ? *g : std::vector<std::string>()), "getMsrGrpMsrList", name);
+        break;
+    }
+    case 6:
+    case 7:
+        createUserMeasure(m, name, op == 6, in);
+        break;
+    case 8: {
+        const auto* u = m.userMeasures.find(name);
+        expect(getUsrMsrFormula(name) == (u ? u->definition : std::string()), "getUsrMsrFormula", name);
+        break;
+    }
+    case 9:
+        removeUsrMsr(name);
+        m.userMeasures.erase(std::string(name.c_str()));
+        break;
+    case 10:
+        removeAllUsrMsr();
+        m.userMeasures.entries.clear();
+        break;
+    case 11: {
+        const std::string& measure = pickMeasure(in.byte(), m.hugeUsed);
+        MeasureInfo info;
+        const auto* u = m.userMeasures.find(measure);
+        const bool found = getMsrInfo(measure, info);
+        expect(found == m.measureExists(measure), "getMsrInfo", measure);
+        expect(!u || (info.isUser && info.unitDim == u->unitDim && info.description == u->definition),
+               "getMsrInfo (user measure)", measure);
+        break;
+    }
+    default:
+        setParams(pickMeasure(in.byte(), m.hugeUsed), in);
+        break;
+    }
 }
 
 void step(Input& in, Model& m) {
-    const std::uint8_t op = in.byte() % 24;
+    const std::uint8_t op = in.byte() % 37;
     const std::string& name = pickName(in.byte(), m.hugeUsed);
     static const bool trace = std::getenv("KAPI_FUZZ_TRACE") != nullptr;  // each call on stderr
     if (trace)
         std::fprintf(stderr, "call %d on \"%.20s\" (memory %d, model holds %llu bytes)\n", op, name.c_str(), m.memory,
                      static_cast<unsigned long long>(m.used));
+    if (op >= 24) return measureStep(static_cast<std::uint8_t>(op - 24), in, m, name);
     switch (op) {
     case 0: {
         const Formula& f = formulas()[in.byte() % formulas().size()];
@@ -386,6 +554,7 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     clearLibrary();
     Model model;
+    model.hugeUsed = size % 8 != 0;
     Input in(data, size);
     for (int calls = 0; !in.empty() && calls < 64; ++calls) {
         step(in, model);

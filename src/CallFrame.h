@@ -1,10 +1,14 @@
 // The call frame every exported function runs in: a log line is built only when its level is
-// enabled, in a fresh string stream, and handed to the suite's logger with the caller's file and
+// enabled, piece by piece into one string, and handed to the suite's logger with the caller's file and
 // line; a failure by exception logs the same text at Error, then gives the exception to throw.
 // Macros only capture the call site: the work is in the two helpers below.
 #pragma once
+#include <charconv>
+#include <cstdio>
 #include <sstream>
 #include <string>
+#include <string_view>
+#include <type_traits>
 
 #include <KorvaneAPI/Core.h>
 #include <KorvaneAPI/KorvaneAPIException.h>
@@ -17,11 +21,37 @@ inline std::ostream& operator<<(std::ostream& out, const CKrvString& text) { ret
 
 namespace kapi {
 
+// One piece of a line appended as a stream would print it with default formatting, without a
+// stream: building a string stream (its locale and facets) cost more than the rest of a line.
+template <class T>
+void appendPiece(std::string& out, const T& piece) {
+    if constexpr (std::is_same_v<T, CKrvString>) {
+        out += piece.m_str;
+    } else if constexpr (std::is_convertible_v<const T&, std::string_view>) {
+        out += std::string_view(piece);
+    } else if constexpr (std::is_same_v<T, char> || std::is_same_v<T, signed char> || std::is_same_v<T, unsigned char>) {
+        out += static_cast<char>(piece);
+    } else if constexpr (std::is_same_v<T, bool>) {
+        out += piece ? '1' : '0';
+    } else if constexpr (std::is_integral_v<T>) {
+        char digits[24];
+        out.append(digits, std::to_chars(digits, digits + sizeof digits, piece).ptr);
+    } else if constexpr (std::is_same_v<T, float> || std::is_same_v<T, double>) {
+        char digits[32];  // a stream's default: six significant digits, %g
+        const int length = std::snprintf(digits, sizeof digits, "%g", static_cast<double>(piece));
+        out.append(digits, static_cast<std::size_t>(length));
+    } else {
+        std::ostringstream text;
+        text << piece;
+        out += text.str();
+    }
+}
+
 template <class... Pieces>
 std::string joined(const Pieces&... pieces) {
-    std::ostringstream text;
-    (text << ... << pieces);
-    return text.str();
+    std::string text;
+    (appendPiece(text, pieces), ...);
+    return text;
 }
 
 // Out of line, so that a disabled level costs the caller a call and a compare and nothing else.

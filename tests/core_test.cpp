@@ -1,6 +1,8 @@
 // Start-up, shut-down, the exception and the memory functions over the stand-alone suite.
+#include <cmath>
 #include <cstdint>
 #include <fstream>
+#include <sstream>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -13,6 +15,7 @@
 #include <vantry_util/KrvFault.h>
 #include <vantry_zel/zel.h>
 
+#include "../src/CallFrame.h"
 #include "support/TestSupport.h"
 
 using kapitest::expectLogLine;
@@ -241,3 +244,20 @@ TEST(LoggerTest, OneChildOfTheBaseLoggerUsableBeforeStartUp) {
 }
 
 }  // namespace
+
+// A log line is built without a stream; each piece must read as a stream would print it.
+TEST(CallFrameTest, LinePiecesPrintAsAStreamPrintsThem) {
+    std::ostringstream stream;
+    const std::string name = "seg";
+    const CKrvString hostName("host");
+    const double values[] = {0.1, -2.5, 1e-7, 123456789.0, 1.0 / 3.0, std::nan(""), -INFINITY, 0.0};
+    stream << "n " << 42 << ' ' << -7L << ' ' << std::size_t{18446744073709551615ULL} << ' ' << name << ' '
+           << hostName.m_str << ' ' << true << ' ' << 2.5f;
+    std::string built = kapi::joined("n ", 42, ' ', -7L, ' ', std::size_t{18446744073709551615ULL}, ' ', name, ' ',
+                                     hostName, ' ', true, ' ', 2.5f);
+    for (const double v : values) {
+        stream << '|' << v;
+        built += kapi::joined('|', v);
+    }
+    EXPECT_EQ(built, stream.str());
+}

@@ -13,6 +13,7 @@
 #include <array>
 #include <cmath>
 #include <cstdint>
+#include <utility>
 #include <vector>
 
 namespace zel::geometry {
@@ -62,11 +63,15 @@ void findNeighbours(Region& r, double radius) {
         if (j != k && dot(r.pos[j] - r.pos[k], r.pos[j] - r.pos[k]) < r2) r.near.push_back(j);
     };
     // Nearest first: the cell shrinks at once and the farther bisectors mostly miss it.
+    std::vector<std::pair<double, std::uint32_t>> byDistance;
     const auto sortLast = [&](std::uint32_t k) {
         const Vec3 p = r.pos[k];
-        std::sort(r.near.begin() + r.first.back(), r.near.end(), [&](std::uint32_t a, std::uint32_t b) {
-            return dot(r.pos[a], p) > dot(r.pos[b], p);
-        });
+        byDistance.clear();
+        for (auto at = r.near.begin() + r.first.back(); at != r.near.end(); ++at)
+            byDistance.emplace_back(-dot(r.pos[*at], p), *at);
+        std::sort(byDistance.begin(), byDistance.end());
+        std::size_t at = r.first.back();
+        for (const auto& entry : byDistance) r.near[at++] = entry.second;
         r.first.push_back(static_cast<std::uint32_t>(r.near.size()));
     };
     if (count <= kBruteForce) {

@@ -4,7 +4,10 @@
 #pragma once
 #include <atomic>
 #include <cstddef>
+#include <memory>
+#include <new>
 #include <string>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -108,6 +111,29 @@ protected:
 };
 
 namespace container {
+
+// Leaves a new element of a trivial type uninitialised where std::allocator would zero it: an
+// algorithm writes every element of its output, and zeroing a large one first cost a pass over
+// memory.
+template <class T>
+struct DefaultInitAllocator : std::allocator<T> {
+    template <class U>
+    struct rebind {
+        using other = DefaultInitAllocator<U>;
+    };
+    DefaultInitAllocator() noexcept = default;
+    template <class U>
+    DefaultInitAllocator(const DefaultInitAllocator<U>&) noexcept {}
+    template <class U>
+    void construct(U* at) noexcept(std::is_nothrow_default_constructible_v<U>) {
+        ::new (static_cast<void*>(at)) U;
+    }
+    template <class U, class... Args>
+    void construct(U* at, Args&&... args) {
+        ::new (static_cast<void*>(at)) U(std::forward<Args>(args)...);
+    }
+};
+
 template <class T>
 class Vector {
 public:
@@ -119,7 +145,7 @@ public:
     T* data() noexcept { return m_items.data(); }
 
 private:
-    std::vector<T> m_items;
+    std::vector<T, DefaultInitAllocator<T>> m_items;
 };
 }  // namespace container
 
