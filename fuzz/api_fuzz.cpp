@@ -358,14 +358,30 @@ void measureStep(std::uint8_t op, Input& in, Model& m, const std::string& name) 
     }
 }
 
-void step(Input& in, Model& m) {
+// The calls that only read: the lists are compared after every other call and at the end of
+// an input (copying every list after every call took half the run).
+bool onlyReads(std::uint8_t op) {
+    switch (op) {
+    case 1: case 4: case 6: case 9: case 10: case 14: case 17: case 18: case 19: case 22: case 23:
+    case 24 + 5: case 24 + 8: case 24 + 11: case 24 + 12:
+        return true;
+    default:
+        return false;
+    }
+}
+
+// One call and its check against the model; the call's number, for the caller.
+std::uint8_t step(Input& in, Model& m) {
     const std::uint8_t op = in.byte() % 37;
     const std::string& name = pickName(in.byte(), m.hugeUsed);
     static const bool trace = std::getenv("KAPI_FUZZ_TRACE") != nullptr;  // each call on stderr
     if (trace)
         std::fprintf(stderr, "call %d on \"%.20s\" (memory %d, model holds %llu bytes)\n", op, name.c_str(), m.memory,
                      static_cast<unsigned long long>(m.used));
-    if (op >= 24) return measureStep(static_cast<std::uint8_t>(op - 24), in, m, name);
+    if (op >= 24) {
+        measureStep(static_cast<std::uint8_t>(op - 24), in, m, name);
+        return op;
+    }
     switch (op) {
     case 0: {
         const Formula& f = formulas()[in.byte() % formulas().size()];
@@ -540,6 +556,7 @@ void step(Input& in, Model& m) {
         break;
     }
     }
+    return op;
 }
 
 }  // namespace
@@ -551,14 +568,15 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
     return 0;
 }
 
+// The stores are emptied after each input, so that an input frees what it made and the leak
+// check runs only when something was lost.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    clearLibrary();
     Model model;
     model.hugeUsed = size % 8 != 0;
     Input in(data, size);
-    for (int calls = 0; !in.empty() && calls < 64; ++calls) {
-        step(in, model);
-        checkLists(model);
-    }
+    for (int calls = 0; !in.empty() && calls < 64; ++calls)
+        if (!onlyReads(step(in, model))) checkLists(model);
+    checkLists(model);
+    clearLibrary();
     return 0;
 }
