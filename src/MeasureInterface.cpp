@@ -227,9 +227,14 @@ std::vector<float> getUniformFeret3dAngles(int n)
         sampler->output = &directions;
         sampler->run(nullptr);
         const std::size_t m = directions.size();  // the sampler's count, whatever was asked
-        angles.reserve(2 * m);
-        for (std::size_t i = 0; i < m; ++i) angles.push_back(static_cast<float>(directions[i][1]));
-        for (std::size_t i = 0; i < m; ++i) angles.push_back(static_cast<float>(directions[i][0]));
+        angles.resize(2 * m);
+        // One pass, in the order and roundings of the small path: radians to float, then degrees.
+        const zel::math::Vector2<double>* direction = directions.data();
+        for (std::size_t i = 0; i < m; ++i) {
+            angles[i] = toDegrees(static_cast<float>(direction[i][1]));
+            angles[m + i] = toDegrees(static_cast<float>(direction[i][0]));
+        }
+        return angles;
     }
     for (float& angle : angles) angle = toDegrees(angle);
     return angles;

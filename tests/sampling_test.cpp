@@ -66,7 +66,9 @@ TEST(Sampling, TableCoveringsReachTheirTargets) {
 }
 
 TEST(Sampling, LatticeCoversLargeCounts) {
-    for (unsigned int n : {101u, 1000u, 10000u, 100000u}) {
+    // The decades, and the counts where the repaired seam came closest to the target in a sweep
+    // of random counts (the seam's fit to the lattice changes with n).
+    for (unsigned int n : {101u, 305u, 1000u, 4780u, 10000u, 11864u, 31623u, 100000u}) {
         const double kappa = korvane::coveringKappa(large(n));
         EXPECT_LE(kappa, kLatticeTarget) << n;
     }

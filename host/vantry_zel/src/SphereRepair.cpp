@@ -3,10 +3,12 @@
 // and the first turns around the pole leave a smaller one (about 1.7); elsewhere the lattice
 // covers at kappa 1.45 to 1.58. Each direction of a band of two lattice steps above the equator,
 // and of a cap of about six steps around the pole, moves to the centre of the smallest cap that
-// holds its Voronoi cell (a minimax step: it lowers the cell's covering radius), all at once, for
-// a few rounds. The cells come from the neighbours within three steps, fixed before the first
-// round, the antipodes of the band included, nearest first; each is cut out of a square in the
-// plane tangent to its direction, where the bisecting great circles are straight lines.
+// holds its Voronoi cell (a minimax step: it lowers the cell's covering radius), one after
+// another, for four rounds. The cells come from the neighbours within two steps (a cell's
+// neighbours lie within twice its covering radius, under 1.7 steps even in the seam's holes),
+// fixed before the first round, the antipodes of the band included, nearest first; each is cut
+// out of a square in the plane tangent to its direction, where the bisecting great circles are
+// straight lines.
 #include "SphereRepair.h"
 
 #include <algorithm>
@@ -31,10 +33,10 @@ inline double dot(Vec3 a, Vec3 b) { return a.x * b.x + a.y * b.y + a.z * b.z; }
 inline Vec3 cross(Vec3 a, Vec3 b) { return {a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x}; }
 inline Vec3 unit(Vec3 a) { return (1.0 / std::sqrt(dot(a, a))) * a; }
 
-constexpr int kRounds = 3;
+constexpr int kRounds = 4;
 constexpr double kBandSteps = 2.0;      // the seam band: z below this many lattice steps
 constexpr double kPoleSteps = 3.0;      // the pole cap: 1 - z below 2 (steps)^2
-constexpr double kNeighbourSteps = 3.0;
+constexpr double kNeighbourSteps = 2.0;
 constexpr std::size_t kBruteForce = 4096;
 constexpr double kTwoPi = 6.283185307179586;
 
@@ -122,12 +124,19 @@ Vec3 cellCentre(Vec3 p, const Vec3* pos, const std::uint32_t* near, std::size_t 
     for (std::size_t m = 0; m < nearCount && size > 0; ++m) {
         const Vec3 q = pos[near[m]];
         const double a = -dot(e1, q), b = -dot(e2, q), c = 1.0 - dot(p, q);  // keep a u + b v + c >= 0
-        if (c * c >= reach2 * (a * a + b * b)) continue;  // the bisector passes beyond the cell
+        if (c >= 0 && c * c >= reach2 * (a * a + b * b)) continue;  // the bisector passes beyond the cell
+        double side[kMaxCorners];
+        bool cuts = false;
+        for (std::size_t i = 0; i < size; ++i) {
+            side[i] = a * cell[i][0] + b * cell[i][1] + c;
+            cuts = cuts || side[i] < 0;
+        }
+        if (!cuts) continue;
         std::size_t kept = 0;
-        for (std::size_t i = 0; i < size && kept + 2 < kMaxCorners; ++i) {
+        for (std::size_t i = 0, j = 1; i < size && kept + 2 < kMaxCorners; ++i, j = j + 1 == size ? 0 : j + 1) {
             const auto& u = cell[i];
-            const auto& v = cell[(i + 1) % size];
-            const double fu = a * u[0] + b * u[1] + c, fv = a * v[0] + b * v[1] + c;
+            const auto& v = cell[j];
+            const double fu = side[i], fv = side[j];
             if (fu >= 0) cut[kept++] = u;
             if ((fu >= 0) != (fv >= 0)) {
                 const double t = fu / (fu - fv);
@@ -180,16 +189,15 @@ void relax(Region& r, math::Vector2<double>* points, double step) {
     if (r.images)
         for (std::size_t j = 0; j < directions; ++j) r.pos.push_back(-r.pos[j]);
     findNeighbours(r, kNeighbourSteps * step);
-    std::vector<Vec3> moved(r.moving.size());
+    // Each direction moves at once, so that the next cell is cut by the neighbours' new places
+    // (Gauss-Seidel): four rounds reach what six rounds of moving all together reached.
     for (int round = 0; round < kRounds; ++round) {
         for (std::size_t k = 0; k < r.moving.size(); ++k) {
             const Vec3 c = cellCentre(r.pos[r.moving[k]], r.pos.data(), r.near.data() + r.first[k],
                                       r.first[k + 1] - r.first[k], kNeighbourSteps * step);
-            moved[k] = c.z < 0 ? -c : c;
-        }
-        for (std::size_t k = 0; k < r.moving.size(); ++k) {
-            r.pos[r.moving[k]] = moved[k];
-            if (r.images) r.pos[directions + r.moving[k]] = -moved[k];
+            const Vec3 moved = c.z < 0 ? -c : c;
+            r.pos[r.moving[k]] = moved;
+            if (r.images) r.pos[directions + r.moving[k]] = -moved;
         }
     }
     for (const std::uint32_t k : r.moving) {
