@@ -59,8 +59,9 @@ const std::vector<std::string>& names() {
 }
 
 // Byte 255 picks a name of 1 MiB, once per input and only in inputs whose length is a multiple
-// of 8: each use copies it several times, each copy a fresh mapping under asan, and allowed in
-// every input it took most of the run's time.
+// of 32: each use copies it several times, each copy a fresh mapping under asan (a group keeps
+// it, and every list check copies it again), and allowed in every input it took most of the
+// run's time.
 const std::string& pickName(std::uint8_t b, bool& hugeUsed) {
     static const std::string huge(1 << 20, 'L');
     if (b == 255 && !hugeUsed) {
@@ -572,7 +573,7 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 // check runs only when something was lost.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     Model model;
-    model.hugeUsed = size % 8 != 0;
+    model.hugeUsed = size % 32 != 0;
     Input in(data, size);
     for (int calls = 0; !in.empty() && calls < 64; ++calls)
         if (!onlyReads(step(in, model))) checkLists(model);
