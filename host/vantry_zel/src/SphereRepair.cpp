@@ -120,7 +120,7 @@ Vec3 cellCentre(Vec3 p, const Vec3* pos, const std::uint32_t* near, std::size_t 
     cell[1] = {half, -half};
     cell[2] = {half, half};
     cell[3] = {-half, half};
-    double reach2 = 2.0 * half * half;  // the farthest corner of the cell, squared
+    double reach2 = 2.0 * half * half;  // at least the farthest corner of the cell, squared
     for (std::size_t m = 0; m < nearCount && size > 0; ++m) {
         const Vec3 q = pos[near[m]];
         const double a = -dot(e1, q), b = -dot(e2, q), c = 1.0 - dot(p, q);  // keep a u + b v + c >= 0
@@ -131,7 +131,13 @@ Vec3 cellCentre(Vec3 p, const Vec3* pos, const std::uint32_t* near, std::size_t 
             side[i] = a * cell[i][0] + b * cell[i][1] + c;
             cuts = cuts || side[i] < 0;
         }
-        if (!cuts) continue;
+        if (!cuts) {
+            // The bound was loose (it is tightened only here, not after every cut): tighten it.
+            reach2 = 0.0;
+            for (std::size_t i = 0; i < size; ++i)
+                reach2 = std::max(reach2, cell[i][0] * cell[i][0] + cell[i][1] * cell[i][1]);
+            continue;
+        }
         std::size_t kept = 0;
         for (std::size_t i = 0, j = 1; i < size && kept + 2 < kMaxCorners; ++i, j = j + 1 == size ? 0 : j + 1) {
             const auto& u = cell[i];
@@ -144,9 +150,7 @@ Vec3 cellCentre(Vec3 p, const Vec3* pos, const std::uint32_t* near, std::size_t 
             }
         }
         size = kept;
-        std::swap(cell, cut);
-        reach2 = 0.0;
-        for (std::size_t i = 0; i < size; ++i) reach2 = std::max(reach2, cell[i][0] * cell[i][0] + cell[i][1] * cell[i][1]);
+        std::swap(cell, cut);  // a cut only shrinks the cell: reach2 stays an upper bound
     }
     if (size == 0) return p;
     // The smallest circle holding the corners, in the tangent plane (the cell is small, so this
