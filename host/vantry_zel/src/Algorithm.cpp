@@ -67,9 +67,21 @@ template <class Index>
 }
 
 // The usual path, built twice: for processors with AVX2 (four directions an instruction) and
-// for any x86-64 (two); the loader picks one.
-__attribute__((target_clones("avx2", "default"))) void fillRange32(math::Vector2<double>* points, std::int32_t first,
-                                                                   std::int32_t last, double scale, double offset) {
+// for any x86-64 (two); the loader picks one through a resolver that runs before a sanitizer's
+// runtime is up (under tsan it crashed at load), so sanitizer builds keep the one version.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define KRV_VECTOR_CLONES
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+#define KRV_VECTOR_CLONES
+#endif
+#endif
+#ifndef KRV_VECTOR_CLONES
+#define KRV_VECTOR_CLONES __attribute__((target_clones("avx2", "default")))
+#endif
+
+KRV_VECTOR_CLONES void fillRange32(math::Vector2<double>* points, std::int32_t first, std::int32_t last, double scale,
+                                   double offset) {
     fillRange(points, first, last, scale, offset);
 }
 
