@@ -43,10 +43,10 @@ std::vector<korvane::Direction> large(unsigned int n) {
     return set;
 }
 
-// From 20 directions on the table covers at kappa 1.31 or better, except for three counts where
-// the optimiser has not found such a set yet (docs/suite.md).
+// From 20 directions on the table covers at kappa 1.31 or better, except for n = 20, where the
+// optimiser has not found such a set yet (docs/suite.md).
 constexpr double kTableTarget = 1.31;
-bool notYetAtTarget(int n) { return n == 20 || n == 21 || n == 43; }
+bool notYetAtTarget(int n) { return n == 20; }
 // The repaired lattice's worst kappa.
 constexpr double kLatticeTarget = 1.6;
 
@@ -66,11 +66,14 @@ TEST(Sampling, TableCoveringsReachTheirTargets) {
 }
 
 TEST(Sampling, LatticeCoversLargeCounts) {
-    // The decades, and the counts where the repaired seam came closest to the target in a sweep
-    // of random counts (the seam's fit to the lattice changes with n).
-    for (unsigned int n : {101u, 305u, 1000u, 4780u, 10000u, 11864u, 31623u, 100000u}) {
-        const double kappa = korvane::coveringKappa(large(n));
-        EXPECT_LE(kappa, kLatticeTarget) << n;
+    // The seam's fit to the lattice changes with n, so: every count up to 400 (where the seam
+    // and the pole are one region), the decades, the counts that came closest to the target in
+    // sweeps (every n to 6,000, random ones to 300,000) or once passed it, and a count large
+    // enough for the repair to run on its own thread.
+    for (unsigned int n = 101; n <= 400; ++n) EXPECT_LE(korvane::coveringKappa(large(n)), kLatticeTarget) << n;
+    for (unsigned int n : {703u, 1000u, 1803u, 1880u, 4633u, 10000u, 11864u, 31623u, 33002u, 34477u, 100000u,
+                           (1u << 17) + 1}) {
+        EXPECT_LE(korvane::coveringKappa(large(n)), kLatticeTarget) << n;
     }
     auto sampler = zel::geometry::SphereSampling::New(nullptr);
     EXPECT_THROW(sampler->method = 2, std::out_of_range);

@@ -1,16 +1,22 @@
 // The algorithm framework and zel::geometry::SphereSampling.
 #include <vantry_zel/SphereSampling.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <future>
 #include <limits>
 #include <stdexcept>
 #include <string>
+#include <system_error>
+#include <thread>
+#include <vector>
 
 #include <vantry_util/CKrvSettingDoc.h>
 #include <vantry_util/KrvExternalFunction.h>
 #include <vantry_util/KrvFault.h>
 
+#include "SphereLattice.h"
 #include "SphereRepair.h"
 
 namespace zel {
@@ -44,23 +50,17 @@ inline double acosUnit(double x) {
     return std::sqrt(1.0 - x) * (1.5707963050 + x * (-0.2145988016 + x * lower));
 }
 
-constexpr double kTwoPi = 6.283185307179586;
-// The golden fraction (sqrt 5 - 1) / 2 in 32-bit fixed point: the azimuth of direction i is
-// 2 pi frac(i g), here i times this, wrapping. Computed from i alone, each direction is
-// independent of the one before and the loop runs in vector instructions; 2^-32 of a turn is
-// far below the precision of the angles handed out.
-constexpr std::uint32_t kGoldenFixed = 0x9E3779B9u;
-constexpr double kTurnUnit = 1.0 / 4294967296.0;
-
-// Directions first..last of the lattice of n: z = 1 - (i + offset) / (n - 1 + 2 offset), which
-// stays inside (0, 1) for 0 < offset, so acosUnit needs no clamp. Index is a signed 32-bit
-// count where it fits, the type the vector instructions convert.
+// Directions first..last of the lattice: each from its index alone, so the loop runs in vector
+// instructions (2^-32 of a turn is far below the precision of the angles handed out). z stays
+// inside (0, 1) for 0 < offset, so acosUnit needs no clamp. Index is a signed 32-bit count where
+// it fits, the type the vector instructions convert.
 template <class Index>
 [[gnu::always_inline]] inline void fillRange(math::Vector2<double>* points, Index first, Index last, double scale,
                                              double offset) {
     for (Index i = first; i < last; ++i) {
         const double z = 1.0 - (static_cast<double>(i) + offset) * scale;
-        const auto turn = static_cast<std::int32_t>((static_cast<std::uint32_t>(i) * kGoldenFixed) ^ 0x80000000u);
+        // Through a signed 32-bit value, the type the vector instructions convert.
+        const auto turn = static_cast<std::int32_t>((static_cast<std::uint32_t>(i) * kGoldenTurn) ^ kHalfTurn);
         points[i].v[0] = kTwoPi * ((static_cast<double>(turn) + 2147483648.0) * kTurnUnit);
         points[i].v[1] = acosUnit(z);
     }
@@ -85,15 +85,26 @@ KRV_VECTOR_CLONES void fillRange32(math::Vector2<double>* points, std::int32_t f
     fillRange(points, first, last, scale, offset);
 }
 
-void fill(math::Vector2<double>* points, std::size_t first, std::size_t last, std::size_t n, double offset) {
-    const double scale = 1.0 / (static_cast<double>(n) - 1.0 + 2.0 * offset);
+void fill(math::Vector2<double>* points, std::size_t first, std::size_t last, const SphereLattice& lattice) {
     if (last <= static_cast<std::size_t>(std::numeric_limits<std::int32_t>::max()))
-        fillRange32(points, static_cast<std::int32_t>(first), static_cast<std::int32_t>(last), scale, offset);
+        fillRange32(points, static_cast<std::int32_t>(first), static_cast<std::int32_t>(last), lattice.scale(),
+                    lattice.offset);
     else
-        fillRange(points, first, last, scale, offset);
+        fillRange(points, first, last, lattice.scale(), lattice.offset);
 }
 
+constexpr std::size_t kRepairAlongsideFrom = std::size_t{1} << 17;
+
 }  // namespace
+
+std::size_t SphereLattice::firstBelow(double height) const {
+    // z falls by scale() per index; the rounded guess is then moved onto the exact boundary.
+    const double guess = (1.0 - height) / scale() - offset;
+    std::size_t i = guess <= 0 ? 0 : std::min(n, static_cast<std::size_t>(guess));
+    while (i > 0 && z(i - 1) < height) --i;
+    while (i < n && !(z(i) < height)) ++i;
+    return i;
+}
 
 RefImpl<SphereSampling> SphereSampling::New(void*) { return RefImpl<SphereSampling>(new SphereSampling()); }
 
@@ -106,19 +117,35 @@ void SphereSampling::doRun(InteractionInterface*) {
     if (fault.fire()) n = static_cast<std::size_t>(fault.answerValue());
     out->resize(n);
     if (n == 0) return;
-    const double offset = method.get() == 1 ? 0.25 : 0.5;
+    const SphereLattice lattice{n, method.get() == 1 ? 0.25 : 0.5};
     const bool report = n >= kProgressFrom && CKrvSettingDoc::getInstance().getProgress() != 0;
     const std::size_t chunk = report ? n / 4 + 1 : n;
     const KrvExternalFunction& hooks = KrvExternalFunction::getInstance();
+    // The repair reads the lattice from its definition, so on a second core it runs while the
+    // lattice is written (for large counts: a thread costs some tens of microseconds).
+    const bool repairs = method.get() == 1;
+    std::future<std::vector<RepairedDirection>> repairing;
+    if (repairs && n >= kRepairAlongsideFrom && std::thread::hardware_concurrency() > 1) {
+        try {
+            repairing = std::async(std::launch::async, repairSeamAndPole, lattice);
+        } catch (const std::system_error&) {
+            // No thread to be had: the repair runs below, after the lattice.
+        }
+    }
     for (std::size_t first = 0; first < n; first += chunk) {
         const std::size_t last = std::min(n, first + chunk);
-        fill(out->data(), first, last, n, offset);
+        fill(out->data(), first, last, lattice);
         if (report) {
             const std::string message = "Sampling directions " + std::to_string(last) + "/" + std::to_string(n);
             hooks.CallProgressMsgFunction(message.c_str());
         }
     }
-    if (method.get() == 1) repairSeamAndPole(out->data(), n);
+    if (!repairs) return;
+    const std::vector<RepairedDirection> repaired = repairing.valid() ? repairing.get() : repairSeamAndPole(lattice);
+    for (const RepairedDirection& moved : repaired) {
+        (*out)[moved.index][0] = moved.azimuth;
+        (*out)[moved.index][1] = moved.polar;
+    }
 }
 
 }  // namespace geometry

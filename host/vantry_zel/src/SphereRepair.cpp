@@ -2,14 +2,16 @@
 // antipodal image at the equator the two turn opposite ways and leave holes (kappa about 2.3),
 // and the first turns around the pole leave a smaller one (about 1.7); elsewhere the lattice
 // covers at kappa 1.45 to 1.58. Each direction of a band of two lattice steps above the equator,
-// and of a cap of about six steps around the pole, moves to the centre of the smallest cap that
-// holds its Voronoi cell (a minimax step: it lowers the cell's covering radius), one after
-// another, for four rounds. The cells come from the neighbours within two steps (a cell's
+// and of a cap of about six steps around the pole, moves towards the centre of the smallest cap
+// that holds its Voronoi cell (a minimax step: it lowers the cell's covering radius), and a
+// little past it, one after another, for four rounds. The cells come from the neighbours within two steps (a cell's
 // neighbours lie within twice its covering radius, under 1.7 steps even in the seam's holes),
 // fixed before the first round, the antipodes of the band included, nearest first; each is cut
 // out of a square in the plane tangent to its direction, where the bisecting great circles are
 // straight lines.
 #include "SphereRepair.h"
+
+#include "SphereLattice.h"
 
 #include <algorithm>
 #include <array>
@@ -37,8 +39,10 @@ constexpr int kRounds = 4;
 constexpr double kBandSteps = 2.0;      // the seam band: z below this many lattice steps
 constexpr double kPoleSteps = 3.0;      // the pole cap: 1 - z below 2 (steps)^2
 constexpr double kNeighbourSteps = 2.0;
+constexpr double kOverRelaxation = 1.9;  // a move is this many times the way to the cell's centre
+constexpr double kOvershootSteps = 0.02;  // but goes past the centre by at most this many steps
 constexpr std::size_t kBruteForce = 4096;
-constexpr double kTwoPi = 6.283185307179586;
+constexpr std::size_t kReseed = 256;  // a fresh sine and cosine of the azimuth every this many steps
 
 // A region of the lattice: the directions it reads (and their antipodes when `images`), the
 // ones it moves, and each moving one's neighbours (positions in `pos`, antipodes after the
@@ -46,15 +50,39 @@ constexpr double kTwoPi = 6.283185307179586;
 struct Region {
     std::vector<std::size_t> index;  // lattice index of each position
     std::vector<Vec3> pos;           // directions, then antipodes when images
+    std::vector<std::uint32_t> turn;  // the lattice azimuth of each position, fixed point
     bool images = false;
     std::vector<std::uint32_t> moving;  // positions that move
     std::vector<std::uint32_t> first;   // neighbours of moving[k]: near[first[k] .. first[k+1])
     std::vector<std::uint32_t> near;
 };
 
-Vec3 toVector(const math::Vector2<double>& p) {
-    const double s = std::sin(p[1]);
-    return {s * std::cos(p[0]), s * std::sin(p[0]), std::cos(p[1])};
+// Adds the lattice's directions first..last to the region, from their indices: z exactly, the
+// azimuth's cosine and sine by turning one golden step at a time (one library sine and cosine
+// every kReseed steps, so that rounding cannot build up), instead of two trigonometric calls
+// and a cosine each from the angles written. `moves(z)` says which of them move.
+template <class Moves>
+void addRange(Region& r, const SphereLattice& lattice, std::size_t first, std::size_t last, Moves moves) {
+    const double stepAngle = kTwoPi * (static_cast<double>(kGoldenTurn) * kTurnUnit);
+    const double stepCos = std::cos(stepAngle), stepSin = std::sin(stepAngle);
+    double c = 1.0, s = 0.0;
+    for (std::size_t i = first; i < last; ++i) {
+        if ((i - first) % kReseed == 0) {
+            const double azimuth = kTwoPi * (static_cast<double>(SphereLattice::turn(i)) * kTurnUnit);
+            c = std::cos(azimuth);
+            s = std::sin(azimuth);
+        } else {
+            const double turned = c * stepCos - s * stepSin;
+            s = s * stepCos + c * stepSin;
+            c = turned;
+        }
+        const double z = lattice.z(i);
+        const double radius = std::sqrt(std::max(0.0, 1.0 - z * z));
+        if (moves(z)) r.moving.push_back(static_cast<std::uint32_t>(r.pos.size()));
+        r.index.push_back(i);
+        r.turn.push_back(SphereLattice::turn(i));
+        r.pos.push_back({radius * c, radius * s, z});
+    }
 }
 
 void findNeighbours(Region& r, double radius) {
@@ -83,25 +111,38 @@ void findNeighbours(Region& r, double radius) {
         }
         return;
     }
-    // A thin band around the equator: buckets by azimuth, each at least `radius` wide.
-    double zMax = 0.0;
-    for (const Vec3& p : r.pos) zMax = std::max(zMax, std::fabs(p.z));
-    const double width = radius / std::sqrt(std::max(1e-12, 1.0 - zMax * zMax));
-    const std::size_t buckets = std::max<std::size_t>(3, static_cast<std::size_t>(kTwoPi / width));
-    const auto bucketOf = [&](const Vec3& p) {
-        const double turn = (std::atan2(p.y, p.x) + kTwoPi / 2) / kTwoPi;
-        return std::min(buckets - 1, static_cast<std::size_t>(turn * static_cast<double>(buckets)));
+    // A thin band around the equator: a grid of azimuth sectors (from the lattice's own turn, no
+    // arc tangent) by height slabs, each at least `radius` across, so a direction's neighbours lie
+    // in its own cell and the eight around it.
+    double zLow = 1.0, zHigh = -1.0, rimZ = 0.0;
+    for (const Vec3& p : r.pos) {
+        zLow = std::min(zLow, p.z);
+        zHigh = std::max(zHigh, p.z);
+        rimZ = std::max(rimZ, std::fabs(p.z));
+    }
+    const double rim = std::sqrt(std::max(1e-12, 1.0 - rimZ * rimZ));  // the smallest circle of latitude's radius
+    const double sectorAngle = 2.0 * std::asin(std::min(1.0, radius / (2.0 * rim)));
+    int sectorBits = 2;  // a power of two sectors, each no narrower than sectorAngle
+    while (sectorBits < 20 && kTwoPi / static_cast<double>(2u << sectorBits) >= sectorAngle) ++sectorBits;
+    const std::uint32_t sectors = 1u << sectorBits;
+    const std::size_t slabs = static_cast<std::size_t>((zHigh - zLow) / radius) + 1;
+    const auto cellOf = [&](std::uint32_t j) {
+        const std::size_t slab = std::min(slabs - 1, static_cast<std::size_t>((r.pos[j].z - zLow) / radius));
+        return slab * sectors + (r.turn[j] >> (32 - sectorBits));
     };
-    std::vector<std::uint32_t> start(buckets + 1, 0), order(count);
-    std::vector<std::uint32_t> bucket(count);
-    for (std::uint32_t j = 0; j < count; ++j) ++start[(bucket[j] = static_cast<std::uint32_t>(bucketOf(r.pos[j]))) + 1];
-    for (std::size_t b = 0; b < buckets; ++b) start[b + 1] += start[b];
+    const std::size_t cells = slabs * sectors;
+    std::vector<std::uint32_t> start(cells + 1, 0), order(count), cell(count);
+    for (std::uint32_t j = 0; j < count; ++j) ++start[(cell[j] = static_cast<std::uint32_t>(cellOf(j))) + 1];
+    for (std::size_t c = 0; c < cells; ++c) start[c + 1] += start[c];
     std::vector<std::uint32_t> fill(start.begin(), start.end() - 1);
-    for (std::uint32_t j = 0; j < count; ++j) order[fill[bucket[j]]++] = j;
+    for (std::uint32_t j = 0; j < count; ++j) order[fill[cell[j]]++] = j;
     for (const std::uint32_t k : r.moving) {
-        const std::size_t b = bucket[k];
-        for (const std::size_t c : {(b + buckets - 1) % buckets, b, (b + 1) % buckets})
-            for (std::uint32_t at = start[c]; at < start[c + 1]; ++at) keep(k, order[at]);
+        const std::size_t slab = cell[k] / sectors, sector = cell[k] % sectors;
+        for (std::size_t s = slab == 0 ? 0 : slab - 1; s <= std::min(slabs - 1, slab + 1); ++s)
+            for (const std::size_t t : {(sector + sectors - 1) % sectors, sector, (sector + 1) % sectors}) {
+                const std::size_t c = s * sectors + t;
+                for (std::uint32_t at = start[c]; at < start[c + 1]; ++at) keep(k, order[at]);
+            }
         sortLast(k);
     }
 }
@@ -153,6 +194,19 @@ Vec3 cellCentre(Vec3 p, const Vec3* pos, const std::uint32_t* near, std::size_t 
         std::swap(cell, cut);  // a cut only shrinks the cell: reach2 stays an upper bound
     }
     if (size == 0) return p;
+    // The corner farthest from the direction first and the one farthest from it second: their
+    // circle holds most of the others, so few corners restart the search below.
+    const auto farthestFrom = [&](std::size_t from, double u, double v) {
+        std::size_t best = from;
+        double bestDistance = -1.0;
+        for (std::size_t i = from; i < size; ++i) {
+            const double d = (cell[i][0] - u) * (cell[i][0] - u) + (cell[i][1] - v) * (cell[i][1] - v);
+            if (d > bestDistance) bestDistance = d, best = i;
+        }
+        std::swap(cell[from], cell[best]);
+    };
+    farthestFrom(0, 0.0, 0.0);
+    if (size > 1) farthestFrom(1, cell[0][0], cell[0][1]);
     // The smallest circle holding the corners, in the tangent plane (the cell is small, so this
     // is the smallest cap to well within a lattice step's thousandth), lifted back to the sphere.
     double cu = cell[0][0], cv = cell[0][1], r2 = 0.0;
@@ -188,10 +242,27 @@ Vec3 cellCentre(Vec3 p, const Vec3* pos, const std::uint32_t* near, std::size_t 
     return unit(p + cu * e1 + cv * e2);
 }
 
-void relax(Region& r, math::Vector2<double>* points, double step) {
+// Past the centre: the seam's disturbance spreads through the band like heat, and going past
+// the centre (a little: the cap keeps the directions in the holes from overshooting) carries it
+// across in fewer rounds. Directions that cross the equator stay where they are until written,
+// so that their neighbour lists stay theirs.
+Vec3 overRelaxed(Vec3 from, Vec3 centre, double cap) {
+    const Vec3 move = centre - from;
+    const double length = std::sqrt(dot(move, move));
+    if (!(length > 0.0)) return centre;
+    return unit(centre + std::min(kOverRelaxation - 1.0, cap / length) * move);
+}
+
+void relax(Region& r, std::vector<RepairedDirection>& repaired, double step) {
     const std::size_t directions = r.index.size();
-    if (r.images)
-        for (std::size_t j = 0; j < directions; ++j) r.pos.push_back(-r.pos[j]);
+    if (r.images) {
+        r.pos.reserve(2 * directions);
+        r.turn.reserve(2 * directions);
+        for (std::size_t j = 0; j < directions; ++j) {
+            r.pos.push_back(-r.pos[j]);
+            r.turn.push_back(r.turn[j] ^ kHalfTurn);
+        }
+    }
     findNeighbours(r, kNeighbourSteps * step);
     // Each direction moves at once, so that the next cell is cut by the neighbours' new places
     // (Gauss-Seidel): four rounds reach what six rounds of moving all together reached.
@@ -199,54 +270,51 @@ void relax(Region& r, math::Vector2<double>* points, double step) {
         for (std::size_t k = 0; k < r.moving.size(); ++k) {
             const Vec3 c = cellCentre(r.pos[r.moving[k]], r.pos.data(), r.near.data() + r.first[k],
                                       r.first[k + 1] - r.first[k], kNeighbourSteps * step);
-            const Vec3 moved = c.z < 0 ? -c : c;
+            const Vec3 moved = overRelaxed(r.pos[r.moving[k]], c, kOvershootSteps * step);
             r.pos[r.moving[k]] = moved;
             if (r.images) r.pos[directions + r.moving[k]] = -moved;
         }
     }
     for (const std::uint32_t k : r.moving) {
-        const Vec3 p = r.pos[k];
+        const Vec3 p = r.pos[k].z < 0 ? -r.pos[k] : r.pos[k];  // its antipode, the same direction
         double azimuth = std::atan2(p.y, p.x);
         if (azimuth < 0) azimuth += kTwoPi;
-        points[r.index[k]][0] = azimuth;
-        points[r.index[k]][1] = std::acos(std::clamp(p.z, 0.0, 1.0));
+        repaired.push_back({r.index[k], azimuth, std::acos(std::clamp(p.z, 0.0, 1.0))});
     }
 }
 
 }  // namespace
 
-void repairSeamAndPole(math::Vector2<double>* points, std::size_t n) {
-    if (n < 3) return;
+std::vector<RepairedDirection> repairSeamAndPole(const SphereLattice& lattice) {
+    std::vector<RepairedDirection> repaired;
+    const std::size_t n = lattice.n;
+    if (n < 3) return repaired;
     const double step = std::sqrt(kTwoPi / static_cast<double>(n));
     const double bandTop = kBandSteps * step;
     const double bandReach = bandTop + (kNeighbourSteps + 1.0) * step;
     const double poleLow = 1.0 - 2.0 * (kPoleSteps * step) * (kPoleSteps * step);
     const double poleReach = std::cos(std::acos(std::max(-1.0, poleLow)) + (kNeighbourSteps + 1.0) * step);
-    const auto zOf = [&](std::size_t i) { return std::cos(points[i][1]); };
+    const auto inBand = [&](double z) { return z < bandTop; };
+    const auto inCap = [&](double z) { return z > poleLow; };
     // The lattice runs from the pole down to the equator: the regions are the two ends.
-    std::size_t tail = n, head = 0;
-    while (tail > 0 && zOf(tail - 1) < bandReach) --tail;
-    while (head < n && zOf(head) > poleReach) ++head;
-
-    const auto add = [&](Region& r, std::size_t i, bool moves) {
-        if (moves) r.moving.push_back(static_cast<std::uint32_t>(r.pos.size()));
-        r.index.push_back(i);
-        r.pos.push_back(toVector(points[i]));
-    };
+    const std::size_t tail = lattice.firstBelow(bandReach);
+    const std::size_t head = lattice.firstBelow(poleReach);
     if (head >= tail) {  // few directions: one region, all of them read
         Region all;
         all.images = true;
-        for (std::size_t i = 0; i < n; ++i) add(all, i, zOf(i) < bandTop || zOf(i) > poleLow);
-        relax(all, points, step);
-        return;
+        addRange(all, lattice, 0, n, [&](double z) { return inBand(z) || inCap(z); });
+        relax(all, repaired, step);
+        return repaired;
     }
     Region seam;
     seam.images = true;
-    for (std::size_t i = tail; i < n; ++i) add(seam, i, zOf(i) < bandTop);
-    relax(seam, points, step);
+    seam.pos.reserve(2 * (n - tail));
+    addRange(seam, lattice, tail, n, inBand);
+    relax(seam, repaired, step);
     Region pole;
-    for (std::size_t i = 0; i < head; ++i) add(pole, i, zOf(i) > poleLow);
-    relax(pole, points, step);
+    addRange(pole, lattice, 0, head, inCap);
+    relax(pole, repaired, step);
+    return repaired;
 }
 
 }  // namespace zel::geometry
