@@ -40,10 +40,41 @@ def facets(units):
     return points, ConvexHull(points).simplices
 
 
+class FacetPlanes:
+    """The planes of hull facets (corners a, b, c): their distances d_f from the centre, and the
+    gradients of sum_f g_f d_f in each facet's three corners."""
+
+    def __init__(self, points, tri):
+        self.a, self.b, self.c = points[tri[:, 0]], points[tri[:, 1]], points[tri[:, 2]]
+        self.bc, self.ca, self.ab = np.cross(self.b, self.c), np.cross(self.c, self.a), np.cross(self.a, self.b)
+        normal = self.ab + self.bc + self.ca
+        self.length = np.linalg.norm(normal, axis=1)
+        triple = np.einsum("ij,ij->i", self.a, self.bc)
+        self.sign = np.sign(triple)
+        self.d = self.sign * triple / self.length
+        self.nhat = normal / self.length[:, None]
+
+    def gradients(self, g_d):
+        coef_t = (g_d * self.sign / self.length)[:, None]
+        coef_l = (g_d * self.d / self.length)[:, None]
+        return (coef_t * self.bc - coef_l * np.cross(self.b - self.c, self.nhat),
+                coef_t * self.ca - coef_l * np.cross(self.c - self.a, self.nhat),
+                coef_t * self.ab - coef_l * np.cross(self.a - self.b, self.nhat))
+
+
 def kappa(units):
     n = len(units)
     if n <= 2:
         return float(n)
+    points, tri = facets(units)
+    return n * (1.0 - FacetPlanes(points, tri).d.min())
+
+
+def objective(x, n, beta):
+    """Soft maximum of n (1 - d_f) over the hull facets f, d_f the facet plane's distance."""
+    raw = x.reshape(n, 3)
+    length = np.linalg.norm(raw, axis=1)[:, None]
+    units = raw / length
     points, tri = facets(units)
     plane = FacetPlanes(points, tri)
     e = n * (1.0 - plane.d)
