@@ -4,11 +4,11 @@
 // covers at kappa 1.45 to 1.58. Each direction of a band of two lattice steps above the equator,
 // and of a cap of about six steps around the pole, moves towards the centre of the smallest cap
 // that holds its Voronoi cell (a minimax step: it lowers the cell's covering radius), and a
-// little past it, one after another, for four rounds. The cells come from the neighbours within two steps (a cell's
-// neighbours lie within twice its covering radius, under 1.7 steps even in the seam's holes),
-// fixed before the first round, the antipodes of the band included, nearest first; each is cut
-// out of a square in the plane tangent to its direction, where the bisecting great circles are
-// straight lines.
+// little past it, one after another, for four rounds. The cells come from the neighbours
+// within two steps (a cell's neighbours lie within twice its covering radius, under 1.7 steps
+// even in the seam's holes), fixed before the first round, the antipodes of the band included,
+// nearest first; each is cut out of a square in the plane tangent to its direction, where the
+// bisecting great circles are straight lines.
 #include "SphereRepair.h"
 
 #include "SphereLattice.h"
