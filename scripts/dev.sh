@@ -3,7 +3,7 @@
 # when they are missing.
 #   scripts/dev.sh tour   builds the library and the korvane tool, runs examples/tour.krv
 #   scripts/dev.sh test   builds and runs every test, then again under asan+ubsan, and those of the
-#                         hooks and callbacks under tsan,
+#                         hooks, callbacks and the sampler's threads under tsan,
 #                         and the API fuzzer for a minute
 set -eu
 cd "$(dirname "$0")/.."
@@ -12,7 +12,7 @@ BUILD_PACKAGES="build-essential cmake ninja-build pkg-config libboost-dev libboo
   libboost-thread-dev libspdlog-dev libfmt-dev libcli11-dev libedit-dev libqhull-dev"
 TEST_PACKAGES="libgtest-dev libgmock-dev libbenchmark-dev python3"
 FUZZ_PACKAGES="clang libclang-rt-14-dev"
-TSAN_TESTS="^(CallbacksTest|SegmentTest\\.LongWork|CyclesTest)"
+TSAN_TESTS="^(CallbacksTest|SegmentTest\\.LongWork|CyclesTest|Repair\\.)"
 
 need_packages() {
     missing=""
@@ -69,7 +69,7 @@ test)
     ctest --preset asan -j "$(nproc)"
     # The tests that drive the hooks and callbacks, under the thread sanitizer.
     cmake --preset tsan >/dev/null
-    cmake --build --preset tsan --target callbacks_test segment_test cycles_test
+    cmake --build --preset tsan --target callbacks_test segment_test cycles_test repair_test
     ctest --preset tsan -j "$(nproc)" -R "$TSAN_TESTS"
     # The API fuzzer for a minute, from a copy of its corpus (a run adds to the folder it reads).
     cmake --preset fuzz -DKORVANE_BUILD_TESTS=OFF >/dev/null

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <future>
 #include <limits>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <system_error>
@@ -97,15 +98,6 @@ constexpr std::size_t kRepairAlongsideFrom = std::size_t{1} << 17;
 
 }  // namespace
 
-std::size_t SphereLattice::firstBelow(double height) const {
-    // z falls by scale() per index; the rounded guess is then moved onto the exact boundary.
-    const double guess = (1.0 - height) / scale() - offset;
-    std::size_t i = guess <= 0 ? 0 : std::min(n, static_cast<std::size_t>(guess));
-    while (i > 0 && z(i - 1) < height) --i;
-    while (i < n && !(z(i) < height)) ++i;
-    return i;
-}
-
 RefImpl<SphereSampling> SphereSampling::New(void*) { return RefImpl<SphereSampling>(new SphereSampling()); }
 
 void SphereSampling::doRun(InteractionInterface*) {
@@ -121,15 +113,17 @@ void SphereSampling::doRun(InteractionInterface*) {
     const bool report = n >= kProgressFrom && CKrvSettingDoc::getInstance().getProgress() != 0;
     const std::size_t chunk = report ? n / 4 + 1 : n;
     const KrvExternalFunction& hooks = KrvExternalFunction::getInstance();
-    // The repair reads the lattice from its definition, so on a second core it runs while the
-    // lattice is written (for large counts: a thread costs some tens of microseconds).
-    const bool repairs = method.get() == 1;
-    std::future<std::vector<RepairedDirection>> repairing;
-    if (repairs && n >= kRepairAlongsideFrom && std::thread::hardware_concurrency() > 1) {
+    // The repair reads the lattice from its definition, so a second thread starts on it while
+    // this one writes the lattice, and this one joins it after (for large counts: a thread costs
+    // some tens of microseconds). Declared before the helper, which its destructor waits for.
+    std::optional<SeamAndPoleRepair> repair;
+    if (method.get() == 1) repair.emplace(lattice);
+    std::future<void> helper;
+    if (repair && n >= kRepairAlongsideFrom && std::thread::hardware_concurrency() > 1) {
         try {
-            repairing = std::async(std::launch::async, repairSeamAndPole, lattice);
+            helper = std::async(std::launch::async, [&repair] { repair->work(); });
         } catch (const std::system_error&) {
-            // No thread to be had: the repair runs below, after the lattice.
+            // No thread to be had: this one does all of the repair below.
         }
     }
     for (std::size_t first = 0; first < n; first += chunk) {
@@ -140,9 +134,17 @@ void SphereSampling::doRun(InteractionInterface*) {
             hooks.CallProgressMsgFunction(message.c_str());
         }
     }
-    if (!repairs) return;
-    const std::vector<RepairedDirection> repaired = repairing.valid() ? repairing.get() : repairSeamAndPole(lattice);
-    for (const RepairedDirection& moved : repaired) {
+    if (!repair) return;
+    repair->work();
+    if (helper.valid()) helper.get();
+    const std::vector<RepairedDirection>* repaired = nullptr;
+    try {
+        repaired = &repair->repaired();
+    } catch (...) {
+        out->resize(0);  // no half-repaired set left behind
+        throw;
+    }
+    for (const RepairedDirection& moved : *repaired) {
         (*out)[moved.index][0] = moved.azimuth;
         (*out)[moved.index][1] = moved.polar;
     }

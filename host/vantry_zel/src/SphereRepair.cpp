@@ -9,14 +9,21 @@
 // even in the seam's holes), fixed before the first round, the antipodes of the band included,
 // nearest first; each is cut out of a square in the plane tangent to its direction, where the
 // bisecting great circles are straight lines.
+//
+// For large counts the band's rounds go by azimuth sectors, even ones then odd ones, so that two
+// threads can share them (the set-up and the neighbour lists too); the order, and so the result,
+// is the same on one thread.
 #include "SphereRepair.h"
 
 #include "SphereLattice.h"
+
+#include <vantry_util/KrvFault.h>
 
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdint>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -44,17 +51,37 @@ constexpr double kOvershootSteps = 0.02;  // but goes past the centre by at most
 constexpr std::size_t kBruteForce = 4096;
 constexpr std::size_t kReseed = 256;  // a fresh sine and cosine of the azimuth every this many steps
 
+// Where a region's directions lie: a grid of azimuth sectors (from the lattice's own turn, no
+// arc tangent) by height slabs, each at least the neighbour radius across, so that a direction's
+// neighbours lie in its own cell and the eight around it; or, for few directions, no grid.
+struct Grid {
+    bool used = false;
+    double zLow = 0.0, slabHeight = 1.0;
+    int sectorBits = 0;
+    std::size_t slabs = 0;
+    std::vector<std::uint32_t> start, order, cell;  // positions of cell c: order[start[c] .. start[c+1])
+};
+
 // A region of the lattice: the directions it reads (and their antipodes when `images`), the
-// ones it moves, and each moving one's neighbours (positions in `pos`, antipodes after the
-// directions).
+// ones it moves, each moving one's neighbours (positions in `pos`, antipodes after the
+// directions), and the tasks its rounds are cut into.
 struct Region {
-    std::vector<std::size_t> index;  // lattice index of each position
-    std::vector<Vec3> pos;           // directions, then antipodes when images
+    std::vector<std::size_t> index;   // lattice index of each position
+    std::vector<Vec3> pos;            // directions, then antipodes when images
     std::vector<std::uint32_t> turn;  // the lattice azimuth of each position, fixed point
     bool images = false;
     std::vector<std::uint32_t> moving;  // positions that move
-    std::vector<std::uint32_t> first;   // neighbours of moving[k]: near[first[k] .. first[k+1])
-    std::vector<std::uint32_t> near;
+    Grid grid;
+    std::vector<const std::uint32_t*> nearBegin;  // the neighbours of moving[k], nearest first
+    std::vector<std::uint32_t> nearCount;
+    std::vector<std::vector<std::uint32_t>> nearLists;  // one per neighbour task, holding them
+    // The rounds' tasks: pairs of opposite azimuth sectors, each wider than the neighbour radius,
+    // so a task's cells read only its own directions and those of the tasks on either side; the
+    // even tasks run together, then the odd ones. Task t moves moving[taskMoving[taskStart[t] ..
+    // taskStart[t + 1])], in lattice order.
+    std::size_t tasks = 1;
+    std::vector<std::uint32_t> taskStart, taskMoving;
+    std::size_t repairedFrom = 0;  // where its moved directions go in the repair's output
 };
 
 // Adds the lattice's directions first..last to the region, from their indices: z exactly, the
@@ -63,6 +90,10 @@ struct Region {
 // and a cosine each from the angles written. `moves(z)` says which of them move.
 template <class Moves>
 void addRange(Region& r, const SphereLattice& lattice, std::size_t first, std::size_t last, Moves moves) {
+    const std::size_t positions = (last - first) * (r.images ? 2 : 1);
+    r.index.reserve(last - first);
+    r.pos.reserve(positions);
+    r.turn.reserve(positions);
     const double stepAngle = kTwoPi * (static_cast<double>(kGoldenTurn) * kTurnUnit);
     const double stepCos = std::cos(stepAngle), stepSin = std::sin(stepAngle);
     double c = 1.0, s = 0.0;
@@ -83,37 +114,19 @@ void addRange(Region& r, const SphereLattice& lattice, std::size_t first, std::s
         r.turn.push_back(SphereLattice::turn(i));
         r.pos.push_back({radius * c, radius * s, z});
     }
+    if (r.images) {
+        for (std::size_t j = 0; j < last - first; ++j) {
+            r.pos.push_back(-r.pos[j]);
+            r.turn.push_back(r.turn[j] ^ kHalfTurn);
+        }
+    }
 }
 
-void findNeighbours(Region& r, double radius) {
-    const double r2 = radius * radius;
+void buildGrid(Region& r, double radius) {
+    Grid& g = r.grid;
     const std::size_t count = r.pos.size();
-    r.first.assign(1, 0);
-    const auto keep = [&](std::uint32_t k, std::uint32_t j) {
-        if (j != k && dot(r.pos[j] - r.pos[k], r.pos[j] - r.pos[k]) < r2) r.near.push_back(j);
-    };
-    // Nearest first: the cell shrinks at once and the farther bisectors mostly miss it.
-    std::vector<std::pair<double, std::uint32_t>> byDistance;
-    const auto sortLast = [&](std::uint32_t k) {
-        const Vec3 p = r.pos[k];
-        byDistance.clear();
-        for (auto at = r.near.begin() + r.first.back(); at != r.near.end(); ++at)
-            byDistance.emplace_back(-dot(r.pos[*at], p), *at);
-        std::sort(byDistance.begin(), byDistance.end());
-        std::size_t at = r.first.back();
-        for (const auto& entry : byDistance) r.near[at++] = entry.second;
-        r.first.push_back(static_cast<std::uint32_t>(r.near.size()));
-    };
-    if (count <= kBruteForce) {
-        for (const std::uint32_t k : r.moving) {
-            for (std::uint32_t j = 0; j < count; ++j) keep(k, j);
-            sortLast(k);
-        }
-        return;
-    }
-    // A thin band around the equator: a grid of azimuth sectors (from the lattice's own turn, no
-    // arc tangent) by height slabs, each at least `radius` across, so a direction's neighbours lie
-    // in its own cell and the eight around it.
+    g.used = count > kBruteForce;
+    if (!g.used) return;
     double zLow = 1.0, zHigh = -1.0, rimZ = 0.0;
     for (const Vec3& p : r.pos) {
         zLow = std::min(zLow, p.z);
@@ -122,29 +135,78 @@ void findNeighbours(Region& r, double radius) {
     }
     const double rim = std::sqrt(std::max(1e-12, 1.0 - rimZ * rimZ));  // the smallest circle of latitude's radius
     const double sectorAngle = 2.0 * std::asin(std::min(1.0, radius / (2.0 * rim)));
-    int sectorBits = 2;  // a power of two sectors, each no narrower than sectorAngle
-    while (sectorBits < 20 && kTwoPi / static_cast<double>(2u << sectorBits) >= sectorAngle) ++sectorBits;
-    const std::uint32_t sectors = 1u << sectorBits;
-    const std::size_t slabs = static_cast<std::size_t>((zHigh - zLow) / radius) + 1;
-    const auto cellOf = [&](std::uint32_t j) {
-        const std::size_t slab = std::min(slabs - 1, static_cast<std::size_t>((r.pos[j].z - zLow) / radius));
-        return slab * sectors + (r.turn[j] >> (32 - sectorBits));
-    };
-    const std::size_t cells = slabs * sectors;
-    std::vector<std::uint32_t> start(cells + 1, 0), order(count), cell(count);
-    for (std::uint32_t j = 0; j < count; ++j) ++start[(cell[j] = static_cast<std::uint32_t>(cellOf(j))) + 1];
-    for (std::size_t c = 0; c < cells; ++c) start[c + 1] += start[c];
-    std::vector<std::uint32_t> fill(start.begin(), start.end() - 1);
-    for (std::uint32_t j = 0; j < count; ++j) order[fill[cell[j]]++] = j;
-    for (const std::uint32_t k : r.moving) {
-        const std::size_t slab = cell[k] / sectors, sector = cell[k] % sectors;
-        for (std::size_t s = slab == 0 ? 0 : slab - 1; s <= std::min(slabs - 1, slab + 1); ++s)
-            for (const std::size_t t : {(sector + sectors - 1) % sectors, sector, (sector + 1) % sectors}) {
-                const std::size_t c = s * sectors + t;
-                for (std::uint32_t at = start[c]; at < start[c + 1]; ++at) keep(k, order[at]);
-            }
-        sortLast(k);
+    g.sectorBits = 2;  // a power of two sectors, each no narrower than sectorAngle
+    while (g.sectorBits < 20 && kTwoPi / static_cast<double>(2u << g.sectorBits) >= sectorAngle) ++g.sectorBits;
+    g.zLow = zLow;
+    g.slabHeight = radius;
+    g.slabs = static_cast<std::size_t>((zHigh - zLow) / radius) + 1;
+    const std::size_t sectors = std::size_t{1} << g.sectorBits, cells = g.slabs * sectors;
+    g.start.assign(cells + 1, 0);
+    g.order.resize(count);
+    g.cell.resize(count);
+    for (std::uint32_t j = 0; j < count; ++j) {
+        const std::size_t slab = std::min(g.slabs - 1, static_cast<std::size_t>((r.pos[j].z - zLow) / radius));
+        g.cell[j] = static_cast<std::uint32_t>(slab * sectors + (r.turn[j] >> (32 - g.sectorBits)));
+        ++g.start[g.cell[j] + 1];
     }
+    for (std::size_t c = 0; c < cells; ++c) g.start[c + 1] += g.start[c];
+    std::vector<std::uint32_t> fill(g.start.begin(), g.start.end() - 1);
+    for (std::uint32_t j = 0; j < count; ++j) g.order[fill[g.cell[j]]++] = j;
+}
+
+// Pairs of opposite sectors (a direction's antipode lies in the opposite sector) make a ring of
+// tasks; with the grid's sectors at least the neighbour radius wide, neighbours lie in the same
+// task or the next one either way. Up to 16 tasks: enough for two threads to share a round.
+void planTasks(Region& r) {
+    const int taskBits = r.grid.used && r.grid.sectorBits >= 2 ? std::min(r.grid.sectorBits, 5) - 1 : 0;
+    r.tasks = std::size_t{1} << taskBits;
+    r.taskStart.assign(r.tasks + 1, 0);
+    r.taskMoving.resize(r.moving.size());
+    const auto taskOf = [&](std::uint32_t k) -> std::size_t {
+        return taskBits == 0 ? 0 : (r.turn[r.moving[k]] >> (31 - taskBits)) & (r.tasks - 1);
+    };
+    for (std::uint32_t k = 0; k < r.moving.size(); ++k) ++r.taskStart[taskOf(k) + 1];
+    for (std::size_t t = 0; t < r.tasks; ++t) r.taskStart[t + 1] += r.taskStart[t];
+    std::vector<std::uint32_t> fill(r.taskStart.begin(), r.taskStart.end() - 1);
+    for (std::uint32_t k = 0; k < r.moving.size(); ++k) r.taskMoving[fill[taskOf(k)]++] = k;
+    r.nearBegin.assign(r.moving.size(), nullptr);
+    r.nearCount.assign(r.moving.size(), 0);
+}
+
+// The neighbours of moving[from .. to), into `lists`: those within `radius`, nearest first (the
+// cell shrinks at once and the farther bisectors mostly miss it).
+void listNeighbours(Region& r, std::size_t from, std::size_t to, double radius, std::vector<std::uint32_t>& lists) {
+    const double r2 = radius * radius;
+    const Grid& g = r.grid;
+    const std::size_t sectors = std::size_t{1} << g.sectorBits;
+    std::vector<std::size_t> offsets;
+    offsets.reserve(to - from);
+    lists.reserve((to - from) * 16);
+    std::vector<std::pair<double, std::uint32_t>> byDistance;
+    for (std::size_t k = from; k < to; ++k) {
+        const std::uint32_t at = r.moving[k];
+        const Vec3 p = r.pos[at];
+        byDistance.clear();
+        const auto keep = [&](std::uint32_t j) {
+            const Vec3 d = r.pos[j] - p;
+            if (j != at && dot(d, d) < r2) byDistance.emplace_back(-dot(r.pos[j], p), j);
+        };
+        if (!g.used) {
+            for (std::uint32_t j = 0; j < r.pos.size(); ++j) keep(j);
+        } else {
+            const std::size_t slab = g.cell[at] / sectors, sector = g.cell[at] % sectors;
+            for (std::size_t s = slab == 0 ? 0 : slab - 1; s <= std::min(g.slabs - 1, slab + 1); ++s)
+                for (const std::size_t t : {(sector + sectors - 1) % sectors, sector, (sector + 1) % sectors}) {
+                    const std::size_t c = s * sectors + t;
+                    for (std::uint32_t j = g.start[c]; j < g.start[c + 1]; ++j) keep(g.order[j]);
+                }
+        }
+        std::sort(byDistance.begin(), byDistance.end());
+        offsets.push_back(lists.size());
+        for (const auto& entry : byDistance) lists.push_back(entry.second);
+        r.nearCount[k] = static_cast<std::uint32_t>(byDistance.size());
+    }
+    for (std::size_t k = from; k < to; ++k) r.nearBegin[k] = lists.data() + offsets[k - from];
 }
 
 // The centre of the smallest cap holding the Voronoi cell of `p` among `near`.
@@ -253,45 +315,72 @@ Vec3 overRelaxed(Vec3 from, Vec3 centre, double cap) {
     return unit(centre + std::min(kOverRelaxation - 1.0, cap / length) * move);
 }
 
-void relax(Region& r, std::vector<RepairedDirection>& repaired, double step) {
+// Each direction moves at once, so that the next cell is cut by the neighbours' new places
+// (Gauss-Seidel): four rounds reach what six rounds of moving all together reached.
+void relaxTask(Region& r, std::size_t task, double step) {
     const std::size_t directions = r.index.size();
-    if (r.images) {
-        r.pos.reserve(2 * directions);
-        r.turn.reserve(2 * directions);
-        for (std::size_t j = 0; j < directions; ++j) {
-            r.pos.push_back(-r.pos[j]);
-            r.turn.push_back(r.turn[j] ^ kHalfTurn);
-        }
-    }
-    findNeighbours(r, kNeighbourSteps * step);
-    // Each direction moves at once, so that the next cell is cut by the neighbours' new places
-    // (Gauss-Seidel): four rounds reach what six rounds of moving all together reached.
-    for (int round = 0; round < kRounds; ++round) {
-        for (std::size_t k = 0; k < r.moving.size(); ++k) {
-            const Vec3 c = cellCentre(r.pos[r.moving[k]], r.pos.data(), r.near.data() + r.first[k],
-                                      r.first[k + 1] - r.first[k], kNeighbourSteps * step);
-            const Vec3 moved = overRelaxed(r.pos[r.moving[k]], c, kOvershootSteps * step);
-            r.pos[r.moving[k]] = moved;
-            if (r.images) r.pos[directions + r.moving[k]] = -moved;
-        }
-    }
-    for (const std::uint32_t k : r.moving) {
-        const Vec3 p = r.pos[k].z < 0 ? -r.pos[k] : r.pos[k];  // its antipode, the same direction
-        double azimuth = std::atan2(p.y, p.x);
-        if (azimuth < 0) azimuth += kTwoPi;
-        repaired.push_back({r.index[k], azimuth, std::acos(std::clamp(p.z, 0.0, 1.0))});
+    for (std::uint32_t at = r.taskStart[task]; at < r.taskStart[task + 1]; ++at) {
+        const std::uint32_t k = r.taskMoving[at], position = r.moving[k];
+        const Vec3 from = r.pos[position];
+        const Vec3 c = cellCentre(from, r.pos.data(), r.nearBegin[k], r.nearCount[k], kNeighbourSteps * step);
+        const Vec3 moved = overRelaxed(from, c, kOvershootSteps * step);
+        r.pos[position] = moved;
+        if (r.images) r.pos[directions + position] = -moved;
     }
 }
 
+void writeOut(const Region& r, std::size_t from, std::size_t to, std::vector<RepairedDirection>& repaired) {
+    for (std::size_t k = from; k < to; ++k) {
+        const std::uint32_t position = r.moving[k];
+        const Vec3 p = r.pos[position].z < 0 ? -r.pos[position] : r.pos[position];  // its antipode, the same direction
+        double azimuth = std::atan2(p.y, p.x);
+        if (azimuth < 0) azimuth += kTwoPi;
+        repaired[r.repairedFrom + k] = {r.index[position], azimuth, std::acos(std::clamp(p.z, 0.0, 1.0))};
+    }
+}
+
+// The share `part` of `parts` of `count` items: [first, last).
+std::pair<std::size_t, std::size_t> share(std::size_t count, std::size_t part, std::size_t parts) {
+    return {count * part / parts, count * (part + 1) / parts};
+}
+
+constexpr std::size_t kNeighbourTasks = 32;
+constexpr std::size_t kWriteTasks = 4;
+// The stages: the set-up; the neighbour lists of the seam (and the whole pole, small, beside
+// them); two per round (even tasks, odd tasks); the write-out.
+constexpr std::size_t kSetUpStage = 0, kNeighbourStage = 1, kFirstRoundStage = 2;
+constexpr std::size_t kWriteStage = kFirstRoundStage + 2 * kRounds, kStages = kWriteStage + 1;
+
 }  // namespace
 
-std::vector<RepairedDirection> repairSeamAndPole(const SphereLattice& lattice) {
+std::size_t SphereLattice::firstBelow(double height) const {
+    // z falls by scale() per index; the rounded guess is then moved onto the exact boundary.
+    const double guess = (1.0 - height) / scale() - offset;
+    std::size_t i = guess <= 0 ? 0 : std::min(n, static_cast<std::size_t>(guess));
+    while (i > 0 && z(i - 1) < height) --i;
+    while (i < n && !(z(i) < height)) ++i;
+    return i;
+}
+
+struct SeamAndPoleRepair::Plan {
+    SphereLattice lattice;
+    double step = 0.0;
+    Region seam, pole;
     std::vector<RepairedDirection> repaired;
+
+    void setUp();
+    void relaxPole();
+    std::size_t tasks(std::size_t stage) const;
+    void run(std::size_t stage, std::size_t task);
+};
+
+void SeamAndPoleRepair::Plan::setUp() {
     const std::size_t n = lattice.n;
-    if (n < 3) return repaired;
-    const double step = std::sqrt(kTwoPi / static_cast<double>(n));
+    if (n < 3) return;
+    step = std::sqrt(kTwoPi / static_cast<double>(n));
     const double bandTop = kBandSteps * step;
-    const double bandReach = bandTop + (kNeighbourSteps + 1.0) * step;
+    // A moving direction's neighbours lie within kNeighbourSteps of it, so no higher than this.
+    const double bandReach = bandTop + kNeighbourSteps * step * (1.0 + 1e-9);
     const double poleLow = 1.0 - 2.0 * (kPoleSteps * step) * (kPoleSteps * step);
     const double poleReach = std::cos(std::acos(std::max(-1.0, poleLow)) + (kNeighbourSteps + 1.0) * step);
     const auto inBand = [&](double z) { return z < bandTop; };
@@ -299,22 +388,99 @@ std::vector<RepairedDirection> repairSeamAndPole(const SphereLattice& lattice) {
     // The lattice runs from the pole down to the equator: the regions are the two ends.
     const std::size_t tail = lattice.firstBelow(bandReach);
     const std::size_t head = lattice.firstBelow(poleReach);
-    if (head >= tail) {  // few directions: one region, all of them read
-        Region all;
-        all.images = true;
-        addRange(all, lattice, 0, n, [&](double z) { return inBand(z) || inCap(z); });
-        relax(all, repaired, step);
-        return repaired;
-    }
-    Region seam;
     seam.images = true;
-    seam.pos.reserve(2 * (n - tail));
-    addRange(seam, lattice, tail, n, inBand);
-    relax(seam, repaired, step);
-    Region pole;
-    addRange(pole, lattice, 0, head, inCap);
-    relax(pole, repaired, step);
-    return repaired;
+    if (head >= tail) {  // few directions: one region, all of them read
+        addRange(seam, lattice, 0, n, [&](double z) { return inBand(z) || inCap(z); });
+    } else {
+        addRange(seam, lattice, tail, n, inBand);
+        addRange(pole, lattice, 0, head, inCap);
+    }
+    const double radius = kNeighbourSteps * step;
+    buildGrid(seam, radius);
+    planTasks(seam);
+    seam.nearLists.resize(kNeighbourTasks);
+    buildGrid(pole, radius);
+    planTasks(pole);
+    pole.nearLists.resize(1);
+    pole.repairedFrom = seam.moving.size();
+    repaired.resize(seam.moving.size() + pole.moving.size());
+}
+
+void SeamAndPoleRepair::Plan::relaxPole() {
+    listNeighbours(pole, 0, pole.moving.size(), kNeighbourSteps * step, pole.nearLists[0]);
+    for (int round = 0; round < kRounds; ++round) relaxTask(pole, 0, step);
+    writeOut(pole, 0, pole.moving.size(), repaired);
+}
+
+std::size_t SeamAndPoleRepair::Plan::tasks(std::size_t stage) const {
+    if (stage == kSetUpStage) return 1;
+    if (lattice.n < 3) return 0;
+    if (stage == kNeighbourStage) return kNeighbourTasks + 1;
+    if (stage == kWriteStage) return kWriteTasks;
+    const std::size_t odd = (stage - kFirstRoundStage) % 2;
+    return seam.tasks == 1 ? 1 - odd : seam.tasks / 2;
+}
+
+void SeamAndPoleRepair::Plan::run(std::size_t stage, std::size_t task) {
+    if (stage == kSetUpStage) {
+        setUp();
+    } else if (stage == kNeighbourStage) {
+        if (task == kNeighbourTasks) return relaxPole();
+        const auto [from, to] = share(seam.moving.size(), task, kNeighbourTasks);
+        listNeighbours(seam, from, to, kNeighbourSteps * step, seam.nearLists[task]);
+    } else if (stage == kWriteStage) {
+        const auto [from, to] = share(seam.moving.size(), task, kWriteTasks);
+        writeOut(seam, from, to, repaired);
+    } else {
+        const std::size_t odd = (stage - kFirstRoundStage) % 2;
+        relaxTask(seam, 2 * task + odd, step);
+    }
+}
+
+SeamAndPoleRepair::SeamAndPoleRepair(const SphereLattice& lattice)
+    : m_plan(std::make_unique<Plan>()),
+      m_next(std::make_unique<std::atomic<std::size_t>[]>(kStages)),
+      m_done(std::make_unique<std::atomic<std::size_t>[]>(kStages)) {
+    m_plan->lattice = lattice;
+    for (std::size_t stage = 0; stage < kStages; ++stage) {
+        m_next[stage].store(0, std::memory_order_relaxed);
+        m_done[stage].store(0, std::memory_order_relaxed);
+    }
+}
+
+SeamAndPoleRepair::~SeamAndPoleRepair() = default;
+
+void SeamAndPoleRepair::work() {
+    for (std::size_t stage = 0; stage < kStages; ++stage)
+        if (!runStage(stage)) return;
+}
+
+// Takes the stage's free tasks one by one, then waits for those other threads took. A stage's
+// tasks are counted only once the stage before it is done (the set-up decides them).
+bool SeamAndPoleRepair::runStage(std::size_t stage) {
+    const std::size_t count = m_plan->tasks(stage);
+    for (std::size_t task; (task = m_next[stage].fetch_add(1, std::memory_order_relaxed)) < count;) {
+        if (m_failed.load(std::memory_order_acquire)) return false;
+        try {
+            static KrvFault::Point& fault = KrvFault::point("SphereSampling::repair");  // Throw only
+            fault.fire();
+            m_plan->run(stage, task);
+        } catch (...) {
+            if (!m_failed.exchange(true, std::memory_order_acq_rel)) m_failure = std::current_exception();
+            return false;
+        }
+        m_done[stage].fetch_add(1, std::memory_order_release);
+    }
+    for (unsigned spins = 0; m_done[stage].load(std::memory_order_acquire) < count; ++spins) {
+        if (m_failed.load(std::memory_order_acquire)) return false;
+        if (spins > 64) std::this_thread::yield();  // a task takes microseconds: spin briefly only
+    }
+    return true;
+}
+
+const std::vector<RepairedDirection>& SeamAndPoleRepair::repaired() const {
+    if (m_failure) std::rethrow_exception(m_failure);
+    return m_plan->repaired;
 }
 
 }  // namespace zel::geometry
