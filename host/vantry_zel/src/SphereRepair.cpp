@@ -60,6 +60,7 @@ struct Grid {
     int sectorBits = 0;
     std::size_t slabs = 0;
     std::vector<std::uint32_t> start, order, cell;  // positions of cell c: order[start[c] .. start[c+1])
+    std::vector<Vec3> sorted;                       // pos[order[j]], before the first round
 };
 
 // A region of the lattice: the directions it reads (and their antipodes when `images`), the
@@ -152,6 +153,8 @@ void buildGrid(Region& r, double radius) {
     for (std::size_t c = 0; c < cells; ++c) g.start[c + 1] += g.start[c];
     std::vector<std::uint32_t> fill(g.start.begin(), g.start.end() - 1);
     for (std::uint32_t j = 0; j < count; ++j) g.order[fill[g.cell[j]]++] = j;
+    g.sorted.resize(count);
+    for (std::uint32_t j = 0; j < count; ++j) g.sorted[j] = r.pos[g.order[j]];
 }
 
 // Pairs of opposite sectors (a direction's antipode lies in the opposite sector) make a ring of
@@ -187,19 +190,33 @@ void listNeighbours(Region& r, std::size_t from, std::size_t to, double radius, 
         const std::uint32_t at = r.moving[k];
         const Vec3 p = r.pos[at];
         byDistance.clear();
-        const auto keep = [&](std::uint32_t j) {
-            const Vec3 d = r.pos[j] - p;
-            if (j != at && dot(d, d) < r2) byDistance.emplace_back(-dot(r.pos[j], p), j);
-        };
         if (!g.used) {
-            for (std::uint32_t j = 0; j < r.pos.size(); ++j) keep(j);
+            for (std::uint32_t j = 0; j < r.pos.size(); ++j) {
+                const Vec3 d = r.pos[j] - p;
+                if (j != at && dot(d, d) < r2) byDistance.emplace_back(-dot(r.pos[j], p), j);
+            }
         } else {
-            const std::size_t slab = g.cell[at] / sectors, sector = g.cell[at] % sectors;
-            for (std::size_t s = slab == 0 ? 0 : slab - 1; s <= std::min(g.slabs - 1, slab + 1); ++s)
-                for (const std::size_t t : {(sector + sectors - 1) % sectors, sector, (sector + 1) % sectors}) {
-                    const std::size_t c = s * sectors + t;
-                    for (std::uint32_t j = g.start[c]; j < g.start[c + 1]; ++j) keep(g.order[j]);
+            // The three sectors around this one lie side by side in each slab (two runs at the seam
+            // of the turn).
+            const auto scan = [&](std::size_t firstCell, std::size_t lastCell) {
+                for (std::uint32_t j = g.start[firstCell]; j < g.start[lastCell + 1]; ++j) {
+                    const Vec3 d = g.sorted[j] - p;
+                    if (dot(d, d) < r2 && g.order[j] != at) byDistance.emplace_back(-dot(g.sorted[j], p), g.order[j]);
                 }
+            };
+            const std::size_t slab = g.cell[at] / sectors, sector = g.cell[at] % sectors;
+            for (std::size_t s = slab == 0 ? 0 : slab - 1; s <= std::min(g.slabs - 1, slab + 1); ++s) {
+                const std::size_t row = s * sectors;
+                if (sector == 0) {
+                    scan(row, row + 1);
+                    scan(row + sectors - 1, row + sectors - 1);
+                } else if (sector == sectors - 1) {
+                    scan(row + sectors - 2, row + sectors - 1);
+                    scan(row, row);
+                } else {
+                    scan(row + sector - 1, row + sector + 1);
+                }
+            }
         }
         std::sort(byDistance.begin(), byDistance.end());
         offsets.push_back(lists.size());
@@ -226,8 +243,11 @@ Vec3 cellCentre(Vec3 p, const Vec3* pos, const std::uint32_t* near, std::size_t 
     double reach2 = 2.0 * half * half;  // at least the farthest corner of the cell, squared
     for (std::size_t m = 0; m < nearCount && size > 0; ++m) {
         const Vec3 q = pos[near[m]];
-        const double a = -dot(e1, q), b = -dot(e2, q), c = 1.0 - dot(p, q);  // keep a u + b v + c >= 0
-        if (c >= 0 && c * c >= reach2 * (a * a + b * b)) continue;  // the bisector passes beyond the cell
+        // Keep a u + b v + c >= 0. The bisector lies c / sqrt(a^2 + b^2) = sqrt(c / (1 + p.q)) from
+        // the direction (q is a unit vector): beyond the cell, it cannot cut it.
+        const double pq = dot(p, q), c = 1.0 - pq;
+        if (c >= reach2 * (1.0 + pq)) continue;
+        const double a = -dot(e1, q), b = -dot(e2, q);
         double side[kMaxCorners];
         bool cuts = false;
         for (std::size_t i = 0; i < size; ++i) {
