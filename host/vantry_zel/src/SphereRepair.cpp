@@ -56,7 +56,6 @@ constexpr std::size_t kReseed = 256;  // a fresh sine and cosine of the azimuth 
 // neighbours lie in its own cell and the eight around it; or, for few directions, no grid.
 struct Grid {
     bool used = false;
-    double zLow = 0.0, slabHeight = 1.0;
     int sectorBits = 0;
     std::size_t slabs = 0;
     std::vector<std::uint32_t> start, order, cell;  // positions of cell c: order[start[c] .. start[c+1])
@@ -84,6 +83,19 @@ struct Region {
     std::vector<std::uint32_t> taskStart, taskMoving;
     std::size_t repairedFrom = 0;  // where its moved directions go in the repair's output
 };
+
+// Items 0..count-1 sorted by bucket (a counting sort, stable): bucket b holds
+// order[start[b] .. start[b + 1]).
+template <class BucketOf>
+void sortIntoBuckets(std::size_t count, std::size_t buckets, BucketOf bucketOf, std::vector<std::uint32_t>& start,
+                     std::vector<std::uint32_t>& order) {
+    start.assign(buckets + 1, 0);
+    order.resize(count);
+    for (std::uint32_t j = 0; j < count; ++j) ++start[bucketOf(j) + 1];
+    for (std::size_t b = 0; b < buckets; ++b) start[b + 1] += start[b];
+    std::vector<std::uint32_t> fill(start.begin(), start.end() - 1);
+    for (std::uint32_t j = 0; j < count; ++j) order[fill[bucketOf(j)]++] = j;
+}
 
 // Adds the lattice's directions first..last to the region, from their indices: z exactly, the
 // azimuth's cosine and sine by turning one golden step at a time (one library sine and cosine
@@ -138,21 +150,14 @@ void buildGrid(Region& r, double radius) {
     const double sectorAngle = 2.0 * std::asin(std::min(1.0, radius / (2.0 * rim)));
     g.sectorBits = 2;  // a power of two sectors, each no narrower than sectorAngle
     while (g.sectorBits < 20 && kTwoPi / static_cast<double>(2u << g.sectorBits) >= sectorAngle) ++g.sectorBits;
-    g.zLow = zLow;
-    g.slabHeight = radius;
     g.slabs = static_cast<std::size_t>((zHigh - zLow) / radius) + 1;
-    const std::size_t sectors = std::size_t{1} << g.sectorBits, cells = g.slabs * sectors;
-    g.start.assign(cells + 1, 0);
-    g.order.resize(count);
+    const std::size_t sectors = std::size_t{1} << g.sectorBits;
     g.cell.resize(count);
     for (std::uint32_t j = 0; j < count; ++j) {
         const std::size_t slab = std::min(g.slabs - 1, static_cast<std::size_t>((r.pos[j].z - zLow) / radius));
         g.cell[j] = static_cast<std::uint32_t>(slab * sectors + (r.turn[j] >> (32 - g.sectorBits)));
-        ++g.start[g.cell[j] + 1];
     }
-    for (std::size_t c = 0; c < cells; ++c) g.start[c + 1] += g.start[c];
-    std::vector<std::uint32_t> fill(g.start.begin(), g.start.end() - 1);
-    for (std::uint32_t j = 0; j < count; ++j) g.order[fill[g.cell[j]]++] = j;
+    sortIntoBuckets(count, g.slabs * sectors, [&](std::uint32_t j) { return g.cell[j]; }, g.start, g.order);
     g.sorted.resize(count);
     for (std::uint32_t j = 0; j < count; ++j) g.sorted[j] = r.pos[g.order[j]];
 }
@@ -163,15 +168,8 @@ void buildGrid(Region& r, double radius) {
 void planTasks(Region& r) {
     const int taskBits = r.grid.used && r.grid.sectorBits >= 2 ? std::min(r.grid.sectorBits, 5) - 1 : 0;
     r.tasks = std::size_t{1} << taskBits;
-    r.taskStart.assign(r.tasks + 1, 0);
-    r.taskMoving.resize(r.moving.size());
-    const auto taskOf = [&](std::uint32_t k) -> std::size_t {
-        return taskBits == 0 ? 0 : (r.turn[r.moving[k]] >> (31 - taskBits)) & (r.tasks - 1);
-    };
-    for (std::uint32_t k = 0; k < r.moving.size(); ++k) ++r.taskStart[taskOf(k) + 1];
-    for (std::size_t t = 0; t < r.tasks; ++t) r.taskStart[t + 1] += r.taskStart[t];
-    std::vector<std::uint32_t> fill(r.taskStart.begin(), r.taskStart.end() - 1);
-    for (std::uint32_t k = 0; k < r.moving.size(); ++k) r.taskMoving[fill[taskOf(k)]++] = k;
+    const auto taskOf = [&](std::uint32_t k) { return (r.turn[r.moving[k]] >> (31 - taskBits)) & (r.tasks - 1); };
+    sortIntoBuckets(r.moving.size(), r.tasks, taskOf, r.taskStart, r.taskMoving);
     r.nearBegin.assign(r.moving.size(), nullptr);
     r.nearCount.assign(r.moving.size(), 0);
 }
@@ -190,19 +188,17 @@ void listNeighbours(Region& r, std::size_t from, std::size_t to, double radius, 
         const std::uint32_t at = r.moving[k];
         const Vec3 p = r.pos[at];
         byDistance.clear();
+        const auto consider = [&](const Vec3& q, std::uint32_t j) {
+            const Vec3 d = q - p;
+            if (dot(d, d) < r2 && j != at) byDistance.emplace_back(-dot(q, p), j);
+        };
         if (!g.used) {
-            for (std::uint32_t j = 0; j < r.pos.size(); ++j) {
-                const Vec3 d = r.pos[j] - p;
-                if (j != at && dot(d, d) < r2) byDistance.emplace_back(-dot(r.pos[j], p), j);
-            }
+            for (std::uint32_t j = 0; j < r.pos.size(); ++j) consider(r.pos[j], j);
         } else {
             // The three sectors around this one lie side by side in each slab (two runs at the seam
             // of the turn).
             const auto scan = [&](std::size_t firstCell, std::size_t lastCell) {
-                for (std::uint32_t j = g.start[firstCell]; j < g.start[lastCell + 1]; ++j) {
-                    const Vec3 d = g.sorted[j] - p;
-                    if (dot(d, d) < r2 && g.order[j] != at) byDistance.emplace_back(-dot(g.sorted[j], p), g.order[j]);
-                }
+                for (std::uint32_t j = g.start[firstCell]; j < g.start[lastCell + 1]; ++j) consider(g.sorted[j], g.order[j]);
             };
             const std::size_t slab = g.cell[at] / sectors, sector = g.cell[at] % sectors;
             for (std::size_t s = slab == 0 ? 0 : slab - 1; s <= std::min(g.slabs - 1, slab + 1); ++s) {
