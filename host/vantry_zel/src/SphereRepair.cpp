@@ -8,7 +8,8 @@
 // within two steps (a cell's neighbours lie within twice its covering radius, under 1.7 steps
 // even in the seam's holes), fixed before the first round, the antipodes of the band included,
 // nearest first; each is cut out of a square in the plane tangent to its direction, where the
-// bisecting great circles are straight lines.
+// bisecting great circles are straight lines, and in later rounds rebuilt from the bisectors of
+// its last edges where they still make it (they do for 99% of cells).
 //
 // For large counts the band's rounds go by azimuth sectors, even ones then odd ones, so that two
 // threads can share them (the set-up and the neighbour lists too); the order, and so the result,
@@ -51,6 +52,14 @@ constexpr double kOvershootSteps = 0.02;  // but goes past the centre by at most
 constexpr std::size_t kBruteForce = 4096;
 constexpr std::size_t kReseed = 256;  // a fresh sine and cosine of the azimuth every this many steps
 
+// The neighbours (places in a direction's list) whose bisectors made its cell's edges,
+// counter-clockwise; none until the cell was cut out.
+constexpr std::size_t kMaxRing = 8;
+struct CellRing {
+    std::uint8_t count = 0;
+    std::array<std::uint8_t, kMaxRing> edge;
+};
+
 // Where a region's directions lie: a grid of azimuth sectors (from the lattice's own turn, no
 // arc tangent) by height slabs, each at least the neighbour radius across, so that a direction's
 // neighbours lie in its own cell and the eight around it; or, for few directions, no grid.
@@ -82,6 +91,7 @@ struct Region {
     std::size_t tasks = 1;
     std::vector<std::uint32_t> taskStart, taskMoving;
     std::size_t repairedFrom = 0;  // where its moved directions go in the repair's output
+    std::vector<CellRing> rings;   // of moving[k]: the neighbours of its cell's edges last round
 };
 
 // Items 0..count-1 sorted by bucket (a counting sort, stable): bucket b holds
@@ -172,6 +182,7 @@ void planTasks(Region& r) {
     sortIntoBuckets(r.moving.size(), r.tasks, taskOf, r.taskStart, r.taskMoving);
     r.nearBegin.assign(r.moving.size(), nullptr);
     r.nearCount.assign(r.moving.size(), 0);
+    r.rings.assign(r.moving.size(), CellRing{});
 }
 
 // The neighbours of moving[from .. to), into `lists`: those within `radius`, nearest first (the
@@ -222,32 +233,47 @@ void listNeighbours(Region& r, std::size_t from, std::size_t to, double radius, 
     for (std::size_t k = from; k < to; ++k) r.nearBegin[k] = lists.data() + offsets[k - from];
 }
 
-// The centre of the smallest cap holding the Voronoi cell of `p` among `near`.
-Vec3 cellCentre(Vec3 p, const Vec3* pos, const std::uint32_t* near, std::size_t nearCount, double half) {
-    const Vec3 axis = std::fabs(p.z) < 0.9 ? Vec3{0, 0, 1} : Vec3{1, 0, 0};
-    const Vec3 e1 = unit(cross(p, axis));
-    const Vec3 e2 = cross(p, e1);
-    std::array<std::array<double, 2>, 64> buffers[2];
-    std::array<double, 2>* cell = buffers[0].data();
-    std::array<double, 2>* cut = buffers[1].data();
-    constexpr std::size_t kMaxCorners = 64;
+// A neighbour's bisector in the plane tangent to the direction: the cell keeps a u + b v + c >= 0.
+// It lies c / sqrt(a^2 + b^2) = sqrt(c / (1 + p.q)) from the direction (q is a unit vector).
+struct Line {
+    double a, b, c;
+};
+struct Frame {
+    Vec3 p, e1, e2;
+    Line bisector(Vec3 q) const { return {-dot(e1, q), -dot(e2, q), 1.0 - dot(p, q)}; }
+    // Whether q's bisector passes at least sqrt(reach2) from the direction: beyond the cell.
+    bool beyond(Vec3 q, double reach2) const {
+        const double pq = dot(p, q);
+        return 1.0 - pq >= reach2 * (1.0 + pq);
+    }
+};
+using Corner = std::array<double, 2>;
+constexpr std::size_t kMaxCorners = 64;
+
+// The cell cut out of the square of half-width `half` by the neighbours, nearest first (the cell
+// shrinks at once and the farther bisectors mostly miss it): its corners counter-clockwise in
+// `cell`, their count returned, and the neighbours of its edges, in the same order, in `ring`.
+std::size_t clipCell(const Frame& f, const Vec3* pos, const std::uint32_t* near, std::size_t nearCount, double half,
+                     Corner*& cell, Corner*& spare, CellRing& ring) {
+    constexpr int kSquareEdge = -1;
+    int labels[2][kMaxCorners];  // the neighbour of the edge from corner i to the next
+    int* edge = labels[0];
+    int* cutEdge = labels[1];
     std::size_t size = 4;
     cell[0] = {-half, -half};
     cell[1] = {half, -half};
     cell[2] = {half, half};
     cell[3] = {-half, half};
+    std::fill(edge, edge + 4, kSquareEdge);
     double reach2 = 2.0 * half * half;  // at least the farthest corner of the cell, squared
     for (std::size_t m = 0; m < nearCount && size > 0; ++m) {
         const Vec3 q = pos[near[m]];
-        // Keep a u + b v + c >= 0. The bisector lies c / sqrt(a^2 + b^2) = sqrt(c / (1 + p.q)) from
-        // the direction (q is a unit vector): beyond the cell, it cannot cut it.
-        const double pq = dot(p, q), c = 1.0 - pq;
-        if (c >= reach2 * (1.0 + pq)) continue;
-        const double a = -dot(e1, q), b = -dot(e2, q);
+        if (f.beyond(q, reach2)) continue;
+        const Line l = f.bisector(q);
         double side[kMaxCorners];
         bool cuts = false;
         for (std::size_t i = 0; i < size; ++i) {
-            side[i] = a * cell[i][0] + b * cell[i][1] + c;
+            side[i] = l.a * cell[i][0] + l.b * cell[i][1] + l.c;
             cuts = cuts || side[i] < 0;
         }
         if (!cuts) {
@@ -259,18 +285,88 @@ Vec3 cellCentre(Vec3 p, const Vec3* pos, const std::uint32_t* near, std::size_t 
         }
         std::size_t kept = 0;
         for (std::size_t i = 0, j = 1; i < size && kept + 2 < kMaxCorners; ++i, j = j + 1 == size ? 0 : j + 1) {
-            const auto& u = cell[i];
-            const auto& v = cell[j];
+            const Corner& u = cell[i];
+            const Corner& v = cell[j];
             const double fu = side[i], fv = side[j];
-            if (fu >= 0) cut[kept++] = u;
+            if (fu >= 0) cutEdge[kept] = edge[i], spare[kept++] = u;
             if ((fu >= 0) != (fv >= 0)) {
                 const double t = fu / (fu - fv);
-                cut[kept++] = {u[0] + t * (v[0] - u[0]), u[1] + t * (v[1] - u[1])};
+                // Leaving the cell, the new edge runs along this bisector; entering, along the old edge.
+                cutEdge[kept] = fu >= 0 ? static_cast<int>(m) : edge[i];
+                spare[kept++] = {u[0] + t * (v[0] - u[0]), u[1] + t * (v[1] - u[1])};
             }
         }
         size = kept;
-        std::swap(cell, cut);  // a cut only shrinks the cell: reach2 stays an upper bound
+        std::swap(cell, spare);  // a cut only shrinks the cell: reach2 stays an upper bound
+        std::swap(edge, cutEdge);
     }
+    ring.count = 0;
+    if (size < 3 || size > kMaxRing) return size;
+    for (std::size_t i = 0; i < size; ++i)
+        if (edge[i] < 0 || edge[i] >= 64 || edge[i] == edge[i + 1 == size ? 0 : i + 1]) return size;
+    for (std::size_t i = 0; i < size; ++i) ring.edge[i] = static_cast<std::uint8_t>(edge[i]);
+    ring.count = static_cast<std::uint8_t>(size);
+    return size;
+}
+
+// The cell from last round's edges, if they still make it: each corner where two consecutive
+// edges' bisectors meet, and every corner on the inner side of every other bisector (so the
+// bisectors still meet in that order, and no other neighbour came closer). Few neighbours
+// change from round to round, and this has no branches to mispredict and half the divisions
+// of cutting the square down.
+bool ringCell(const Frame& f, const Vec3* pos, const std::uint32_t* near, std::size_t nearCount, double half,
+              const CellRing& ring, Corner* cell) {
+    const std::size_t size = ring.count;
+    Line line[kMaxRing];
+    std::uint64_t inRing = 0;
+    for (std::size_t i = 0; i < size; ++i) {
+        line[i] = f.bisector(pos[near[ring.edge[i]]]);
+        inRing |= std::uint64_t{1} << ring.edge[i];
+    }
+    double reach2 = 0.0;
+    bool inSquare = true;
+    for (std::size_t i = 0; i < size; ++i) {
+        const Line& in = line[i == 0 ? size - 1 : i - 1];
+        const Line& out = line[i];
+        const double det = in.a * out.b - out.a * in.b;  // positive where the edges turn counter-clockwise
+        if (!(det > 0.0)) return false;
+        const double u = (out.c * in.b - in.c * out.b) / det, v = (in.c * out.a - out.c * in.a) / det;
+        cell[i] = {u, v};
+        inSquare = inSquare && std::fabs(u) <= half && std::fabs(v) <= half;
+        reach2 = std::max(reach2, u * u + v * v);
+    }
+    if (!inSquare) return false;
+    // Rounding leaves a corner a hair outside its own edges' bisectors: tolerated, and so is a
+    // neighbour that cuts off no more than that.
+    const double tolerance = -1e-12 * half * half;
+    double lowest = 0.0;
+    for (std::size_t j = 0; j < size; ++j)
+        for (std::size_t i = 0; i < size; ++i)
+            lowest = std::min(lowest, line[j].a * cell[i][0] + line[j].b * cell[i][1] + line[j].c);
+    if (lowest < tolerance) return false;
+    for (std::size_t m = 0; m < nearCount; ++m) {
+        if (m < 64 && (inRing >> m & 1)) continue;
+        const Vec3 q = pos[near[m]];
+        if (f.beyond(q, reach2)) continue;
+        const Line l = f.bisector(q);
+        for (std::size_t i = 0; i < size; ++i) lowest = std::min(lowest, l.a * cell[i][0] + l.b * cell[i][1] + l.c);
+        if (lowest < tolerance) return false;
+    }
+    return true;
+}
+
+// The centre of the smallest cap holding the Voronoi cell of `p` among `near`.
+Vec3 cellCentre(Vec3 p, const Vec3* pos, const std::uint32_t* near, std::size_t nearCount, double half,
+                CellRing& ring) {
+    const Vec3 axis = std::fabs(p.z) < 0.9 ? Vec3{0, 0, 1} : Vec3{1, 0, 0};
+    const Vec3 e1 = unit(cross(p, axis));
+    const Frame f{p, e1, cross(p, e1)};
+    Corner buffers[2][kMaxCorners];
+    Corner* cell = buffers[0];
+    Corner* spare = buffers[1];
+    std::size_t size = ring.count;
+    if (size < 3 || !ringCell(f, pos, near, nearCount, half, ring, cell))
+        size = clipCell(f, pos, near, nearCount, half, cell, spare, ring);
     if (size == 0) return p;
     // The corner farthest from the direction first and the one farthest from it second: their
     // circle holds most of the others, so few corners restart the search below.
@@ -317,7 +413,7 @@ Vec3 cellCentre(Vec3 p, const Vec3* pos, const std::uint32_t* near, std::size_t 
                 if (outside(cell[k])) circle3(cell[i], cell[j], cell[k]);
         }
     }
-    return unit(p + cu * e1 + cv * e2);
+    return unit(p + cu * f.e1 + cv * f.e2);
 }
 
 // Past the centre: the seam's disturbance spreads through the band like heat, and going past
@@ -338,7 +434,8 @@ void relaxTask(Region& r, std::size_t task, double step) {
     for (std::uint32_t at = r.taskStart[task]; at < r.taskStart[task + 1]; ++at) {
         const std::uint32_t k = r.taskMoving[at], position = r.moving[k];
         const Vec3 from = r.pos[position];
-        const Vec3 c = cellCentre(from, r.pos.data(), r.nearBegin[k], r.nearCount[k], kNeighbourSteps * step);
+        const Vec3 c = cellCentre(from, r.pos.data(), r.nearBegin[k], r.nearCount[k], kNeighbourSteps * step,
+                                  r.rings[k]);
         const Vec3 moved = overRelaxed(from, c, kOvershootSteps * step);
         r.pos[position] = moved;
         if (r.images) r.pos[directions + position] = -moved;
