@@ -198,37 +198,45 @@ void listNeighbours(Region& r, std::size_t from, std::size_t to, double radius, 
     for (std::size_t k = from; k < to; ++k) {
         const std::uint32_t at = r.moving[k];
         const Vec3 p = r.pos[at];
-        byDistance.clear();
-        const auto consider = [&](const Vec3& q, std::uint32_t j) {
-            const Vec3 d = q - p;
-            if (dot(d, d) < r2 && j != at) byDistance.emplace_back(-dot(q, p), j);
+        // Every candidate is written and only those within the radius are kept: no branch for the
+        // distance test to mispredict.
+        std::size_t found = 0;
+        const auto scan = [&](const Vec3* q, const std::uint32_t* index, std::uint32_t begin, std::uint32_t end) {
+            if (byDistance.size() < found + (end - begin)) byDistance.resize(found + (end - begin));
+            for (std::uint32_t j = begin; j < end; ++j) {
+                const Vec3 d = q[j] - p;
+                const std::uint32_t other = index ? index[j] : j;
+                byDistance[found] = {-dot(q[j], p), other};
+                found += (dot(d, d) < r2) & (other != at);
+            }
         };
         if (!g.used) {
-            for (std::uint32_t j = 0; j < r.pos.size(); ++j) consider(r.pos[j], j);
+            scan(r.pos.data(), nullptr, 0, static_cast<std::uint32_t>(r.pos.size()));
         } else {
             // The three sectors around this one lie side by side in each slab (two runs at the seam
             // of the turn).
-            const auto scan = [&](std::size_t firstCell, std::size_t lastCell) {
-                for (std::uint32_t j = g.start[firstCell]; j < g.start[lastCell + 1]; ++j) consider(g.sorted[j], g.order[j]);
+            const auto cells = [&](std::size_t firstCell, std::size_t lastCell) {
+                scan(g.sorted.data(), g.order.data(), g.start[firstCell], g.start[lastCell + 1]);
             };
             const std::size_t slab = g.cell[at] / sectors, sector = g.cell[at] % sectors;
             for (std::size_t s = slab == 0 ? 0 : slab - 1; s <= std::min(g.slabs - 1, slab + 1); ++s) {
                 const std::size_t row = s * sectors;
                 if (sector == 0) {
-                    scan(row, row + 1);
-                    scan(row + sectors - 1, row + sectors - 1);
+                    cells(row, row + 1);
+                    cells(row + sectors - 1, row + sectors - 1);
                 } else if (sector == sectors - 1) {
-                    scan(row + sectors - 2, row + sectors - 1);
-                    scan(row, row);
+                    cells(row + sectors - 2, row + sectors - 1);
+                    cells(row, row);
                 } else {
-                    scan(row + sector - 1, row + sector + 1);
+                    cells(row + sector - 1, row + sector + 1);
                 }
             }
         }
-        std::sort(byDistance.begin(), byDistance.end());
+        const auto nearest = byDistance.begin(), farthest = nearest + static_cast<std::ptrdiff_t>(found);
+        std::sort(nearest, farthest);
         offsets.push_back(lists.size());
-        for (const auto& entry : byDistance) lists.push_back(entry.second);
-        r.nearCount[k] = static_cast<std::uint32_t>(byDistance.size());
+        for (auto entry = nearest; entry != farthest; ++entry) lists.push_back(entry->second);
+        r.nearCount[k] = static_cast<std::uint32_t>(found);
     }
     for (std::size_t k = from; k < to; ++k) r.nearBegin[k] = lists.data() + offsets[k - from];
 }
