@@ -57,6 +57,7 @@ constexpr std::size_t kReseed = 256;  // a fresh sine and cosine of the azimuth 
 constexpr std::size_t kMaxRing = 8;
 struct CellRing {
     std::uint8_t count = 0;
+    std::uint8_t support = 0;  // the corners (between edges i - 1 and i) the cell's circle rested on
     std::array<std::uint8_t, kMaxRing> edge;
 };
 
@@ -363,6 +364,74 @@ bool ringCell(const Frame& f, const Vec3* pos, const std::uint32_t* near, std::s
     return true;
 }
 
+// Puts first the corners the smallest circle likely rests on (corner[i] numbers cell[i]): those
+// last round's circle rested on, when the cell kept its edges (it mostly rests on them again,
+// and then no corner restarts the search); else the corner farthest from the direction and the
+// one farthest from that, whose circle holds most of the others.
+void likelyRimFirst(Corner* cell, std::uint8_t* corner, std::size_t size, std::uint8_t lastRim) {
+    const auto swapPlaces = [&](std::size_t a, std::size_t b) {
+        std::swap(cell[a], cell[b]);
+        std::swap(corner[a], corner[b]);
+    };
+    if (lastRim != 0) {
+        for (std::size_t i = 0, front = 0; i < size; ++i)
+            if (lastRim >> i & 1) swapPlaces(front++, i);
+        return;
+    }
+    const auto farthestFrom = [&](std::size_t from, double u, double v) {
+        std::size_t best = from;
+        double bestDistance = -1.0;
+        for (std::size_t i = from; i < size; ++i) {
+            const double d = (cell[i][0] - u) * (cell[i][0] - u) + (cell[i][1] - v) * (cell[i][1] - v);
+            if (d > bestDistance) bestDistance = d, best = i;
+        }
+        swapPlaces(from, best);
+    };
+    farthestFrom(0, 0.0, 0.0);
+    if (size > 1) farthestFrom(1, cell[0][0], cell[0][1]);
+}
+
+// A circle in the tangent plane, and the corners it rests on (bits of their numbers).
+struct Circle {
+    double u, v, r2;
+    std::uint64_t support;
+};
+
+// The smallest circle holding the corners (corner[i] numbers cell[i]): each corner outside the
+// circle so far restarts the search with it on the rim, so the corners likely on the rim go first.
+Circle smallestCircle(const Corner* cell, const std::uint8_t* corner, std::size_t size) {
+    Circle c{cell[0][0], cell[0][1], 0.0, std::uint64_t{1} << corner[0]};
+    const auto outside = [&](const Corner& q) {
+        return (q[0] - c.u) * (q[0] - c.u) + (q[1] - c.v) * (q[1] - c.v) > c.r2 * (1.0 + 1e-12);
+    };
+    const auto bit = [&](std::size_t place) { return std::uint64_t{1} << corner[place]; };
+    const auto through2 = [&](std::size_t i, std::size_t j) {
+        const Corner &a = cell[i], &b = cell[j];
+        c = {0.5 * (a[0] + b[0]), 0.5 * (a[1] + b[1]),
+             0.25 * ((a[0] - b[0]) * (a[0] - b[0]) + (a[1] - b[1]) * (a[1] - b[1])), bit(i) | bit(j)};
+    };
+    const auto through3 = [&](std::size_t i, std::size_t j, std::size_t k) {
+        const Corner &a = cell[i], &b = cell[j], &q = cell[k];
+        const double bx = b[0] - a[0], by = b[1] - a[1], cx = q[0] - a[0], cy = q[1] - a[1];
+        const double d = 2.0 * (bx * cy - by * cx);
+        if (std::fabs(d) < 1e-300) return;
+        const double b2 = bx * bx + by * by, c2 = cx * cx + cy * cy;
+        const double ux = (cy * b2 - by * c2) / d, uy = (bx * c2 - cx * b2) / d;
+        c = {a[0] + ux, a[1] + uy, ux * ux + uy * uy, bit(i) | bit(j) | bit(k)};
+    };
+    for (std::size_t i = 1; i < size; ++i) {
+        if (!outside(cell[i])) continue;
+        c = {cell[i][0], cell[i][1], 0.0, bit(i)};
+        for (std::size_t j = 0; j < i; ++j) {
+            if (!outside(cell[j])) continue;
+            through2(i, j);
+            for (std::size_t k = 0; k < j; ++k)
+                if (outside(cell[k])) through3(i, j, k);
+        }
+    }
+    return c;
+}
+
 // The centre of the smallest cap holding the Voronoi cell of `p` among `near`.
 Vec3 cellCentre(Vec3 p, const Vec3* pos, const std::uint32_t* near, std::size_t nearCount, double half,
                 CellRing& ring) {
@@ -373,55 +442,17 @@ Vec3 cellCentre(Vec3 p, const Vec3* pos, const std::uint32_t* near, std::size_t 
     Corner* cell = buffers[0];
     Corner* spare = buffers[1];
     std::size_t size = ring.count;
-    if (size < 3 || !ringCell(f, pos, near, nearCount, half, ring, cell))
-        size = clipCell(f, pos, near, nearCount, half, cell, spare, ring);
+    const bool fromRing = size >= 3 && ringCell(f, pos, near, nearCount, half, ring, cell);
+    if (!fromRing) size = clipCell(f, pos, near, nearCount, half, cell, spare, ring);
     if (size == 0) return p;
-    // The corner farthest from the direction first and the one farthest from it second: their
-    // circle holds most of the others, so few corners restart the search below.
-    const auto farthestFrom = [&](std::size_t from, double u, double v) {
-        std::size_t best = from;
-        double bestDistance = -1.0;
-        for (std::size_t i = from; i < size; ++i) {
-            const double d = (cell[i][0] - u) * (cell[i][0] - u) + (cell[i][1] - v) * (cell[i][1] - v);
-            if (d > bestDistance) bestDistance = d, best = i;
-        }
-        std::swap(cell[from], cell[best]);
-    };
-    farthestFrom(0, 0.0, 0.0);
-    if (size > 1) farthestFrom(1, cell[0][0], cell[0][1]);
+    std::uint8_t corner[kMaxCorners];  // which corner each place holds: the search reorders them
+    for (std::size_t i = 0; i < size; ++i) corner[i] = static_cast<std::uint8_t>(i);
+    likelyRimFirst(cell, corner, size, fromRing ? ring.support : 0);
     // The smallest circle holding the corners, in the tangent plane (the cell is small, so this
     // is the smallest cap to well within a lattice step's thousandth), lifted back to the sphere.
-    double cu = cell[0][0], cv = cell[0][1], r2 = 0.0;
-    const auto outside = [&](const std::array<double, 2>& q) {
-        return (q[0] - cu) * (q[0] - cu) + (q[1] - cv) * (q[1] - cv) > r2 * (1.0 + 1e-12);
-    };
-    const auto circle2 = [&](const std::array<double, 2>& a, const std::array<double, 2>& b) {
-        cu = 0.5 * (a[0] + b[0]);
-        cv = 0.5 * (a[1] + b[1]);
-        r2 = 0.25 * ((a[0] - b[0]) * (a[0] - b[0]) + (a[1] - b[1]) * (a[1] - b[1]));
-    };
-    const auto circle3 = [&](const std::array<double, 2>& a, const std::array<double, 2>& b,
-                             const std::array<double, 2>& c) {
-        const double bx = b[0] - a[0], by = b[1] - a[1], cx = c[0] - a[0], cy = c[1] - a[1];
-        const double d = 2.0 * (bx * cy - by * cx);
-        if (std::fabs(d) < 1e-300) return;
-        const double b2 = bx * bx + by * by, c2 = cx * cx + cy * cy;
-        const double ux = (cy * b2 - by * c2) / d, uy = (bx * c2 - cx * b2) / d;
-        cu = a[0] + ux;
-        cv = a[1] + uy;
-        r2 = ux * ux + uy * uy;
-    };
-    for (std::size_t i = 1; i < size; ++i) {
-        if (!outside(cell[i])) continue;
-        cu = cell[i][0], cv = cell[i][1], r2 = 0.0;
-        for (std::size_t j = 0; j < i; ++j) {
-            if (!outside(cell[j])) continue;
-            circle2(cell[i], cell[j]);
-            for (std::size_t k = 0; k < j; ++k)
-                if (outside(cell[k])) circle3(cell[i], cell[j], cell[k]);
-        }
-    }
-    return unit(p + cu * f.e1 + cv * f.e2);
+    const Circle c = smallestCircle(cell, corner, size);
+    ring.support = ring.count == size ? static_cast<std::uint8_t>(c.support) : 0;
+    return unit(p + c.u * f.e1 + c.v * f.e2);
 }
 
 // Past the centre: the seam's disturbance spreads through the band like heat, and going past
