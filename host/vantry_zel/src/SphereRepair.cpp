@@ -319,10 +319,10 @@ std::size_t clipCell(const Frame& f, const Vec3* pos, const std::uint32_t* near,
 }
 
 // The cell from last round's edges, if they still make it: each corner where two consecutive
-// edges' bisectors meet, and every corner on the inner side of every other bisector (so the
-// bisectors still meet in that order, and no other neighbour came closer). Few neighbours
-// change from round to round, and this has no branches to mispredict and half the divisions
-// of cutting the square down.
+// edges' bisectors meet, the edges still in that order (a convex polygon), and every corner on
+// the inner side of every other neighbour's bisector. Few neighbours change from round to
+// round, and this has few branches to mispredict and half the divisions of cutting the square
+// down.
 bool ringCell(const Frame& f, const Vec3* pos, const std::uint32_t* near, std::size_t nearCount, double half,
               const CellRing& ring, Corner* cell) {
     const std::size_t size = ring.count;
@@ -334,24 +334,30 @@ bool ringCell(const Frame& f, const Vec3* pos, const std::uint32_t* near, std::s
     }
     double reach2 = 0.0;
     bool inSquare = true;
+    int windings = 0;  // how often the edges' normals pass the u axis, turning counter-clockwise
     for (std::size_t i = 0; i < size; ++i) {
         const Line& in = line[i == 0 ? size - 1 : i - 1];
         const Line& out = line[i];
         const double det = in.a * out.b - out.a * in.b;  // positive where the edges turn counter-clockwise
         if (!(det > 0.0)) return false;
+        windings += in.b < 0.0 && out.b >= 0.0;
         const double u = (out.c * in.b - in.c * out.b) / det, v = (in.c * out.a - out.c * in.a) / det;
         cell[i] = {u, v};
         inSquare = inSquare && std::fabs(u) <= half && std::fabs(v) <= half;
         reach2 = std::max(reach2, u * u + v * v);
     }
-    if (!inSquare) return false;
-    // Rounding leaves a corner a hair outside its own edges' bisectors: tolerated, and so is a
+    if (!inSquare || windings != 1) return false;
+    // Turning left at every corner and once around, the corners make a convex polygon, the
+    // ring's cell, if every edge runs forwards (counter-clockwise, along (b, -a)) from its first
+    // corner to its last. Rounding can leave an edge a hair backwards: tolerated, and so is a
     // neighbour that cuts off no more than that.
     const double tolerance = -1e-12 * half * half;
     double lowest = 0.0;
-    for (std::size_t j = 0; j < size; ++j)
-        for (std::size_t i = 0; i < size; ++i)
-            lowest = std::min(lowest, line[j].a * cell[i][0] + line[j].b * cell[i][1] + line[j].c);
+    for (std::size_t i = 0; i < size; ++i) {
+        const Corner& from = cell[i];
+        const Corner& to = cell[i + 1 == size ? 0 : i + 1];
+        lowest = std::min(lowest, (to[0] - from[0]) * line[i].b - (to[1] - from[1]) * line[i].a);
+    }
     if (lowest < tolerance) return false;
     for (std::size_t m = 0; m < nearCount; ++m) {
         if (m < 64 && (inRing >> m & 1)) continue;
