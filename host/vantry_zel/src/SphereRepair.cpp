@@ -55,6 +55,7 @@ constexpr std::size_t kReseed = 256;  // a fresh sine and cosine of the azimuth 
 // The neighbours (places in a direction's list) whose bisectors made its cell's edges,
 // counter-clockwise; none until the cell was cut out.
 constexpr std::size_t kMaxRing = 8;
+constexpr std::size_t kRingPlaces = 64;  // a ring's neighbours are among the first this many of a list (a bit mask)
 struct CellRing {
     std::uint8_t count = 0;
     std::uint8_t support = 0;  // the corners (between edges i - 1 and i) the cell's circle rested on
@@ -246,6 +247,7 @@ void listNeighbours(Region& r, std::size_t from, std::size_t to, double radius, 
 // It lies c / sqrt(a^2 + b^2) = sqrt(c / (1 + p.q)) from the direction (q is a unit vector).
 struct Line {
     double a, b, c;
+    double side(const std::array<double, 2>& q) const { return a * q[0] + b * q[1] + c; }  // < 0: cut off
 };
 struct Frame {
     Vec3 p, e1, e2;
@@ -282,7 +284,7 @@ std::size_t clipCell(const Frame& f, const Vec3* pos, const std::uint32_t* near,
         double side[kMaxCorners];
         bool cuts = false;
         for (std::size_t i = 0; i < size; ++i) {
-            side[i] = l.a * cell[i][0] + l.b * cell[i][1] + l.c;
+            side[i] = l.side(cell[i]);
             cuts = cuts || side[i] < 0;
         }
         if (!cuts) {
@@ -311,8 +313,10 @@ std::size_t clipCell(const Frame& f, const Vec3* pos, const std::uint32_t* near,
     }
     ring.count = 0;
     if (size < 3 || size > kMaxRing) return size;
-    for (std::size_t i = 0; i < size; ++i)
-        if (edge[i] < 0 || edge[i] >= 64 || edge[i] == edge[i + 1 == size ? 0 : i + 1]) return size;
+    for (std::size_t i = 0; i < size; ++i) {
+        const bool placed = edge[i] >= 0 && edge[i] < static_cast<int>(kRingPlaces);  // a neighbour, not the square
+        if (!placed || edge[i] == edge[i + 1 == size ? 0 : i + 1]) return size;
+    }
     for (std::size_t i = 0; i < size; ++i) ring.edge[i] = static_cast<std::uint8_t>(edge[i]);
     ring.count = static_cast<std::uint8_t>(size);
     return size;
@@ -360,11 +364,11 @@ bool ringCell(const Frame& f, const Vec3* pos, const std::uint32_t* near, std::s
     }
     if (lowest < tolerance) return false;
     for (std::size_t m = 0; m < nearCount; ++m) {
-        if (m < 64 && (inRing >> m & 1)) continue;
+        if (m < kRingPlaces && (inRing >> m & 1)) continue;
         const Vec3 q = pos[near[m]];
         if (f.beyond(q, reach2)) continue;
         const Line l = f.bisector(q);
-        for (std::size_t i = 0; i < size; ++i) lowest = std::min(lowest, l.a * cell[i][0] + l.b * cell[i][1] + l.c);
+        for (std::size_t i = 0; i < size; ++i) lowest = std::min(lowest, l.side(cell[i]));
         if (lowest < tolerance) return false;
     }
     return true;
