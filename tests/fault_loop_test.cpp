@@ -142,8 +142,8 @@ const char* answerName(Answer a) {
 }
 
 // What a failed host call gives: the result ("throw <message>" for an exception of the API's
-// own) and at most one Warn/Error line, written by the
-// statement of `file` that holds `snippet`. A run no row matches must give the result of the
+// own or of the standard library) and at most one Warn/Error line, written by the statement of
+// `file` that holds `snippet`. A run no row matches must give the result of the
 // run without faults and no Warn/Error line, and a thrown answer must reach the caller.
 struct Outcome {
     const char* call;
