@@ -1,0 +1,140 @@
+#include "Shell.h"
+
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <iostream>
+#include <string>
+#include <vector>
+
+#include <unistd.h>
+
+#ifdef KORVANE_HAVE_LIBEDIT
+#include <editline/readline.h>
+#endif
+
+#include "Completion.h"
+#include "ProgressBar.h"
+
+namespace korvane {
+
+namespace {
+
+volatile std::sig_atomic_t g_leave = 0;
+
+void onInterrupt(int) { requestInterrupt(); }
+void onTerminate(int) {
+    g_leave = 1;
+    requestInterrupt();
+}
+
+// Without SA_RESTART, so that a read at the prompt returns at once.
+void handle(int signal, void (*handler)(int)) {
+    struct sigaction action {};
+    action.sa_handler = handler;
+    sigemptyset(&action.sa_mask);
+    sigaction(signal, &action, nullptr);
+}
+
+const bool kInteractive = isatty(STDIN_FILENO) != 0;
+
+#ifdef KORVANE_HAVE_LIBEDIT
+constexpr int kHistoryLines = 1000;
+
+// Tab completion: call names first, then stored object names where the call takes one, in
+// quotes when they hold blanks.
+std::vector<std::string> g_matches;
+
+char* nextMatch(const char*, int state) {
+    if (static_cast<std::size_t>(state) >= g_matches.size()) return nullptr;
+    return strdup(g_matches[static_cast<std::size_t>(state)].c_str());
+}
+
+char** completeCall(const char* text, int, int end) {
+    rl_attempted_completion_over = 1;  // no file names
+    g_matches = completeLine(std::string(rl_line_buffer, static_cast<std::size_t>(end)));
+    if (g_matches.empty()) return nullptr;
+    return rl_completion_matches(text, &nextMatch);
+}
+
+// The history, read at the start and written however the shell ends.
+class History {
+public:
+    History() {
+        const char* home = std::getenv("HOME");
+        if (home != nullptr) m_file = std::string(home) + "/.korvane_history";
+        stifle_history(kHistoryLines);
+        if (!m_file.empty()) read_history(m_file.c_str());
+    }
+    ~History() {
+        if (!m_file.empty()) write_history(m_file.c_str());
+    }
+    History(const History&) = delete;
+    History& operator=(const History&) = delete;
+
+private:
+    std::string m_file;
+};
+#endif
+
+enum class Read { Line, Interrupted, End };
+
+// One line: with editing, history and completion on a terminal when libedit was found at build
+// time, a plain prompt otherwise.
+Read readLine(std::string& line) {
+    clearInterrupt();
+#ifdef KORVANE_HAVE_LIBEDIT
+    if (kInteractive) {
+        char* read = readline("korvane> ");
+        if (read == nullptr) return interrupted() && !g_leave ? Read::Interrupted : Read::End;
+        line = read;
+        if (!line.empty()) add_history(read);
+        std::free(read);
+        return Read::Line;
+    }
+#endif
+    if (kInteractive) std::cout << "korvane> " << std::flush;
+    if (std::getline(std::cin, line)) return Read::Line;
+    if (interrupted() && !g_leave && !std::cin.eof()) {
+        std::cin.clear();
+        return Read::Interrupted;
+    }
+    return Read::End;
+}
+
+}  // namespace
+
+int runShell(Interpreter& interpreter) {
+    handle(SIGINT, &onInterrupt);
+    handle(SIGTERM, &onTerminate);
+    handle(SIGHUP, &onTerminate);
+#ifdef KORVANE_HAVE_LIBEDIT
+    rl_readline_name = "korvane";
+    rl_attempted_completion_function = &completeCall;
+    rl_basic_word_break_characters = const_cast<char*>(" \t\n");  // a quoted name is one word
+    const History history;
+#endif
+    if (kInteractive)
+        std::cout << "korvane shell: one call per line; help, help CALL, Tab to complete, Ctrl-C to stop a call, "
+                     "quit or Ctrl-D to leave\n";
+    int failures = 0;
+    std::string line;
+    for (int number = 1; !g_leave && !interpreter.quitting(); ++number) {
+        const Read read = readLine(line);
+        if (read == Read::End) {
+            if (kInteractive) std::cout << '\n';  // the prompt's line ends
+            break;
+        }
+        if (read == Read::Interrupted) {
+            std::cout << '\n';
+            --number;
+            continue;
+        }
+        if (number == 1) stripByteOrderMark(line);
+        if (!interpreter.runLine(line, "", number)) ++failures;
+        std::cout.flush();
+    }
+    return failures;
+}
+
+}  // namespace korvane
