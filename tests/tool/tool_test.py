@@ -152,6 +152,33 @@ class ExitStatus(unittest.TestCase):
         self.assertRegex(run.stderr.decode(), r"debug Korvane.Formula: Formula refused at byte 5")
 
 
+class Completion(unittest.TestCase):
+    """The bash completion offers the options, subcommands and calls; the man page names every
+    option and subcommand that --help lists."""
+
+    def complete(self, *words):
+        source = script("tools/korvane/korvane.bash-completion")
+        line = 'source "$0"; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); _korvane; echo "${COMPREPLY[*]}"'
+        run = subprocess.run(["bash", "-c", line, source, KORVANE, *words], stdout=subprocess.PIPE, check=True)
+        return run.stdout.decode().split()
+
+    def test_completion_and_man_page(self):
+        self.assertEqual(self.complete("getSie"), [])
+        self.assertEqual(self.complete("co"), ["commands"])
+        self.assertEqual(self.complete("--log-level", "Debug", "help", "getSie"), ["getSieveList", "getSieveParams"])
+        self.assertEqual(self.complete("help", "q"), ["quit"])
+        self.assertEqual(self.complete("--k"), ["--keep-going"])
+        self.assertEqual(self.complete("--log-level", "E"), ["Error"])
+        self.assertEqual(self.complete("feret", "3", "--"), ["--vectors", "--svg"])
+        usage = korvane("--help").stdout.decode()
+        with open(script("tools/korvane/korvane.1")) as page:
+            man = page.read().replace("\\-", "-")
+        for name in re.findall(r"(?m)^\s+(--?[a-z][-a-z]*|[a-z]+)\b", usage.split("Options:", 1)[1]):
+            self.assertTrue(name in man, name + " is missing in the man page")
+            if name.startswith("-"):
+                self.assertIn(name, self.complete(name[:3]) + self.complete("feret", "1", name[:3]))
+
+
 class Shell(unittest.TestCase):
     """The shell on a terminal: Ctrl-C stops a call or clears the line, Ctrl-D leaves, the
     history keeps the last 1,000 lines."""
