@@ -250,6 +250,16 @@ class Shell(unittest.TestCase):
         self.assertEqual(lines[-5:], ["createSegment\\040s", "appendRings\\040s\\0403000000\\0408", "getNbChain\\040s",
                                       "getSieveList", "print\\040listed"])
 
+    def test_terminate_saves_the_history(self):
+        self.wait_for(rb"korvane> ")
+        self.type_line("getSieveList")
+        self.wait_for(rb"korvane> ")
+        os.kill(self.pid, signal.SIGTERM)
+        _, status = os.waitpid(self.pid, 0)
+        self.assertEqual(os.waitstatus_to_exitcode(status), 128 + signal.SIGTERM)
+        with open(self.history) as saved:
+            self.assertEqual(saved.read().splitlines()[-1], "getSieveList")
+
 
 if __name__ == "__main__":
     KORVANE, SOURCE = sys.argv[1], sys.argv[2]

@@ -1,6 +1,7 @@
 #include "Shell.h"
 
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <iostream>
@@ -23,8 +24,8 @@ namespace {
 volatile std::sig_atomic_t g_leave = 0;
 
 void onInterrupt(int) { requestInterrupt(); }
-void onTerminate(int) {
-    g_leave = 1;
+void onTerminate(int signal) {
+    g_leave = signal;
     requestInterrupt();
 }
 
@@ -97,6 +98,7 @@ Read readLine(std::string& line) {
     if (std::getline(std::cin, line)) return Read::Line;
     if (interrupted() && !g_leave && !std::cin.eof()) {
         std::cin.clear();
+        std::clearerr(stdin);
         return Read::Interrupted;
     }
     return Read::End;
@@ -104,7 +106,7 @@ Read readLine(std::string& line) {
 
 }  // namespace
 
-int runShell(Interpreter& interpreter) {
+ShellEnd runShell(Interpreter& interpreter) {
     handle(SIGINT, &onInterrupt);
     handle(SIGTERM, &onTerminate);
     handle(SIGHUP, &onTerminate);
@@ -117,7 +119,7 @@ int runShell(Interpreter& interpreter) {
     if (kInteractive)
         std::cout << "korvane shell: one call per line; help, help CALL, Tab to complete, Ctrl-C to stop a call, "
                      "quit or Ctrl-D to leave\n";
-    int failures = 0;
+    ShellEnd end;
     std::string line;
     for (int number = 1; !g_leave && !interpreter.quitting(); ++number) {
         const Read read = readLine(line);
@@ -131,10 +133,11 @@ int runShell(Interpreter& interpreter) {
             continue;
         }
         if (number == 1) stripByteOrderMark(line);
-        if (!interpreter.runLine(line, "", number)) ++failures;
+        if (!interpreter.runLine(line, "", number)) ++end.failures;
         std::cout.flush();
     }
-    return failures;
+    end.signal = g_leave;
+    return end;
 }
 
 }  // namespace korvane

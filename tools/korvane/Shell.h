@@ -5,8 +5,13 @@
 
 namespace korvane {
 
-// Reads and runs lines until quit, end of input (Ctrl-D) or SIGTERM/SIGHUP; the number of lines
-// that failed. Ctrl-C stops the running call, or clears the line being typed.
-int runShell(Interpreter& interpreter);
+struct ShellEnd {
+    int failures = 0;  // lines that failed
+    int signal = 0;    // SIGTERM or SIGHUP when one ended the shell
+};
+
+// Reads and runs lines until quit, end of input (Ctrl-D), SIGTERM or SIGHUP. Ctrl-C stops the
+// running call, or clears the line being typed.
+ShellEnd runShell(Interpreter& interpreter);
 
 }  // namespace korvane

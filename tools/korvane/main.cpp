@@ -224,7 +224,11 @@ int main(int argc, char** argv) {
             const bool ok = interpreter.runLine(korvane::joinQuoted(words), "", 0);
             return checkOutput(options, ok ? 0 : kFailed);
         }
-        if (*shell) return checkOutput(options, korvane::runShell(interpreter) == 0 || interactive ? 0 : kFailed);
+        if (*shell) {
+            const korvane::ShellEnd end = korvane::runShell(interpreter);
+            if (end.signal != 0) return 128 + end.signal;  // as if the signal had ended it
+            return checkOutput(options, end.failures == 0 || interactive ? 0 : kFailed);
+        }
         const int failures = script == "-" ? interpreter.runAll(std::cin, "<stdin>") : interpreter.runAll(scriptFile, script);
         if (failures > 0 && options.keepGoing && !options.json) std::cerr << "korvane: " << failures << " line(s) failed\n";
         return checkOutput(options, failures == 0 ? 0 : kFailed);
