@@ -8,6 +8,9 @@
 #include <string>
 #include <vector>
 
+#include <csetjmp>
+
+#include <termios.h>
 #include <unistd.h>
 
 #ifdef KORVANE_HAVE_LIBEDIT
@@ -21,12 +24,29 @@ namespace korvane {
 
 namespace {
 
+// A signal at the prompt leaves the read by a jump: a read that had not started when the signal
+// came would wait for a key otherwise. At libedit's prompt any of them jumps; in a plain read
+// (stdio holds its lock) only the signals that end the shell.
+enum Prompt : int { kNoPrompt, kEditing, kPlainRead };
+sigjmp_buf g_prompt;
+volatile std::sig_atomic_t g_atPrompt = kNoPrompt;
 volatile std::sig_atomic_t g_leave = 0;
 
-void onInterrupt(int) { requestInterrupt(); }
+void onInterrupt(int) {
+    requestInterrupt();
+    if (g_atPrompt == kEditing) siglongjmp(g_prompt, 1);
+}
+
 void onTerminate(int signal) {
     g_leave = signal;
     requestInterrupt();
+    if (g_atPrompt != kNoPrompt) siglongjmp(g_prompt, 1);
+}
+
+// Enters the prompt, or jumps out at once when a signal came on the way there.
+void enterPrompt(Prompt kind) {
+    g_atPrompt = kind;
+    if (g_leave != 0 || (kind == kEditing && interrupted())) siglongjmp(g_prompt, 1);
 }
 
 // Without SA_RESTART, so that a read at the prompt returns at once.
@@ -84,9 +104,18 @@ enum class Read { Line, Interrupted, End };
 // time, a plain prompt otherwise.
 Read readLine(std::string& line) {
     clearInterrupt();
+    termios terminal{};
+    const bool restore = kInteractive && tcgetattr(STDIN_FILENO, &terminal) == 0;
+    if (sigsetjmp(g_prompt, 1) != 0) {
+        g_atPrompt = kNoPrompt;
+        if (restore) tcsetattr(STDIN_FILENO, TCSANOW, &terminal);  // the editor's raw mode ends
+        return g_leave != 0 ? Read::End : Read::Interrupted;
+    }
 #ifdef KORVANE_HAVE_LIBEDIT
     if (kInteractive) {
+        enterPrompt(kEditing);
         char* read = readline("korvane> ");
+        g_atPrompt = kNoPrompt;
         if (read == nullptr) return interrupted() && !g_leave ? Read::Interrupted : Read::End;
         line = read;
         if (!line.empty()) add_history(read);
@@ -95,7 +124,10 @@ Read readLine(std::string& line) {
     }
 #endif
     if (kInteractive) std::cout << "korvane> " << std::flush;
-    if (std::getline(std::cin, line)) return Read::Line;
+    enterPrompt(kPlainRead);
+    const bool read = static_cast<bool>(std::getline(std::cin, line));
+    g_atPrompt = kNoPrompt;
+    if (read) return Read::Line;
     if (interrupted() && !g_leave && !std::cin.eof()) {
         std::cin.clear();
         std::clearerr(stdin);
@@ -112,6 +144,7 @@ ShellEnd runShell(Interpreter& interpreter) {
     handle(SIGHUP, &onTerminate);
 #ifdef KORVANE_HAVE_LIBEDIT
     rl_readline_name = "korvane";
+    rl_catch_signals = 0;  // the shell's own handlers, not the editor's
     rl_attempted_completion_function = &completeCall;
     rl_basic_word_break_characters = const_cast<char*>(" \t\n");  // a quoted name is one word
     const History history;

@@ -42,12 +42,19 @@ struct Failure {
     std::string message;
 };
 
+// The command line: the options, the subcommand chosen and its arguments.
 struct Options {
     std::string settings;
     std::string logLevel;
     bool keepGoing = false;
     bool quiet = false;
     bool json = false;
+    std::string script;
+    std::string helpCall;
+    int feretCount = 0;
+    bool feretVectors = false;
+    std::string feretSvgFile;
+    std::string subcommand;
 };
 
 // The settings folder: --settings, else the installed share/korvane/settings beside the
@@ -126,7 +133,7 @@ int report(const Options& options, const Failure& failure) {
 }
 
 // A full disk or a closed pipe: the results did not arrive, whatever the calls did.
-int checkOutput(const Options& options, int status) {
+int checkOutput(int status) {
     errno = 0;
     std::cout.flush();
     const bool written = std::cout.good() && std::fflush(stdout) == 0 && !std::ferror(stdout);
@@ -134,7 +141,6 @@ int checkOutput(const Options& options, int status) {
     const int error = errno;
     std::cerr << "korvane: cannot write standard output" << (error != 0 ? std::string(": ") + std::strerror(error) : "")
               << '\n';
-    (void)options;
     return status == 0 ? kFailed : status;
 }
 
@@ -144,15 +150,10 @@ bool wantsJson(int argc, char** argv) {
     return false;
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
-    CLI::App app{"korvane: drive the Korvane suite through KorvaneAPI from scripts"};
+void defineCommandLine(CLI::App& app, Options& options) {
     app.name("korvane");
     app.require_subcommand(1);
     app.set_version_flag("--version", "korvane " KORVANE_VERSION);
-    Options options;
-    options.json = wantsJson(argc, argv);
     app.add_option("--settings", options.settings, "folder with Tarsel.ini (default: the tool's own)");
     app.add_option("--log-level", options.logLevel,
                    "show the log lines of the library and the suite at this level on stderr")
@@ -161,77 +162,92 @@ int main(int argc, char** argv) {
     app.add_flag("-q,--quiet", options.quiet, "print results only, without echoing the calls");
     app.add_flag("--json", options.json, "print one JSON object per line (docs/tool.md has the schema)");
 
-    std::string script;
-    CLI::App* run = app.add_subcommand("run", "run a script of calls, one per line");
-    run->add_option("script", script, "the script file, - for standard input")->required();
-    CLI::App* shell = app.add_subcommand("shell", "type calls one at a time");
-    std::string helpCall;
-    CLI::App* help = app.add_subcommand("help", "list the calls, or describe one");
-    help->add_option("call", helpCall, "a call's or statement's name");
-    CLI::App* commands = app.add_subcommand("commands", "list the suite's processing commands with descriptions");
-    int feretCount = 0;
-    bool feretVectors = false;
+    app.add_subcommand("run", "run a script of calls, one per line")
+        ->add_option("script", options.script, "the script file, - for standard input")
+        ->required();
+    app.add_subcommand("shell", "type calls one at a time");
+    app.add_subcommand("help", "list the calls, or describe one")
+        ->add_option("call", options.helpCall, "a call's or statement's name");
+    app.add_subcommand("commands", "list the suite's processing commands with descriptions");
     CLI::App* feret = app.add_subcommand("feret", "print N uniform directions and their covering radius");
-    feret->add_option("N", feretCount, "the number of directions")->required();
-    feret->add_flag("--vectors", feretVectors, "unit vectors instead of angles in degrees");
-    std::string feretSvgFile;
-    feret->add_option("--svg", feretSvgFile,
+    feret->add_option("N", options.feretCount, "the number of directions")->required();
+    feret->add_flag("--vectors", options.feretVectors, "unit vectors instead of angles in degrees");
+    feret->add_option("--svg", options.feretSvgFile,
                       "write a picture instead: the half sphere in equal-area projection, each direction a dot "
                       "shaded by the angle to its nearest neighbour");
+}
 
+// --help and --version print and end the run with 0; any other parse error is a usage error.
+int parseError(const CLI::App& app, const Options& options, const CLI::ParseError& error, int argc, char** argv) {
+    g_subcommand = "korvane";
+    g_arguments.assign(argv + 1, argv + argc);
+    if (error.get_exit_code() != 0) return report(options, {kUsage, std::string(error.what()) + " (korvane --help)"});
+    if (!options.json) return checkOutput(app.exit(error));
+    const bool version = dynamic_cast<const CLI::CallForVersion*>(&error) != nullptr;
+    korvane::Json object = korvane::jsonObject(version ? "version" : "usage");
+    object["text"] = version ? std::string("korvane " KORVANE_VERSION) : app.help();
+    korvane::writeJson(std::cout, object);
+    return checkOutput(0);
+}
+
+// The subcommand's own call as the interpreter runs it: feret N [vectors], or feretSvg N FILE.
+korvane::Args feretCall(const Options& options) {
+    const std::string count = std::to_string(options.feretCount);
+    if (!options.feretSvgFile.empty()) return {"feretSvg", count, options.feretSvgFile};
+    if (options.feretVectors) return {"feret", count, "vectors"};
+    return {"feret", count};
+}
+
+// Runs the subcommand with the suite started; the exit status.
+int runWithSuite(const Options& options) {
+    const std::string& subcommand = options.subcommand;
+    const int logLevel = options.logLevel.empty() ? -2 : parseKrvLogLevel(options.logLevel);
+    const bool interactive = subcommand == "shell" && isatty(STDIN_FILENO);
+    const bool echo = !options.quiet && !interactive && subcommand != "feret";
+    korvane::Interpreter interpreter(std::cout, std::cerr, {options.keepGoing, echo, options.json});
+    const bool fromFile = subcommand == "run" && options.script != "-";
+    std::ifstream scriptFile = fromFile ? openScript(options.script) : std::ifstream();
+    const std::string settings = findSettings(options.settings);
+    g_interpreter = &interpreter;
+    Session session(settings, logLevel);
+    if (subcommand == "commands") {
+        korvane::printCommands(std::cout, options.json);
+        return checkOutput(0);
+    }
+    if (subcommand == "feret")
+        return checkOutput(interpreter.runLine(korvane::joinQuoted(feretCall(options)), "", 0) ? 0 : kFailed);
+    if (subcommand == "shell") {
+        const korvane::ShellEnd end = korvane::runShell(interpreter);
+        if (end.signal != 0) return 128 + end.signal;  // as if the signal had ended it
+        return checkOutput(end.failures == 0 || interactive ? 0 : kFailed);
+    }
+    const int failures = fromFile ? interpreter.runAll(scriptFile, options.script)
+                                  : interpreter.runAll(std::cin, "<stdin>");
+    if (failures > 0 && options.keepGoing && !options.json)
+        std::cerr << "korvane: " << failures << " line(s) failed\n";
+    return checkOutput(failures == 0 ? 0 : kFailed);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    CLI::App app{"korvane: drive the Korvane suite through KorvaneAPI from scripts"};
+    Options options;
+    options.json = wantsJson(argc, argv);  // so that a parse error is an object too
+    defineCommandLine(app, options);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& e) {
-        g_subcommand = "korvane";
-        g_arguments.assign(argv + 1, argv + argc);
-        if (e.get_exit_code() != 0) return report(options, {kUsage, std::string(e.what()) + " (korvane --help)"});
-        if (!options.json) return checkOutput(options, app.exit(e));
-        korvane::Json object = korvane::jsonObject(dynamic_cast<const CLI::CallForVersion*>(&e) ? "version" : "usage");
-        object["text"] = dynamic_cast<const CLI::CallForVersion*>(&e) ? std::string("korvane " KORVANE_VERSION)
-                                                                       : app.help();
-        korvane::writeJson(std::cout, object);
-        return checkOutput(options, 0);
+        return parseError(app, options, e, argc, argv);
     }
-    const CLI::App* chosen = app.get_subcommands().front();
-    g_subcommand = chosen->get_name();
-    for (const std::string& argument : chosen->remaining()) g_arguments.push_back(argument);
-    if (*run) g_arguments = {script};
-    if (*help && !helpCall.empty()) g_arguments = {helpCall};
-    if (*feret) g_arguments = {std::to_string(feretCount)};
-
+    options.subcommand = g_subcommand = app.get_subcommands().front()->get_name();
+    if (options.subcommand == "run") g_arguments = {options.script};
+    if (options.subcommand == "help" && !options.helpCall.empty()) g_arguments = {options.helpCall};
+    if (options.subcommand == "feret") g_arguments = {std::to_string(options.feretCount)};
     try {
-        if (*help) {
-            korvane::printHelp(std::cout, helpCall, options.json);
-            return checkOutput(options, 0);
-        }
-        const int logLevel = options.logLevel.empty() ? -2 : parseKrvLogLevel(options.logLevel);
-        const bool interactive = *shell && isatty(STDIN_FILENO);
-        const bool echo = !options.quiet && !interactive && !*feret;
-        korvane::Interpreter interpreter(std::cout, std::cerr, {options.keepGoing, echo, options.json});
-        std::ifstream scriptFile;
-        if (*run && script != "-") scriptFile = openScript(script);
-        const std::string settings = findSettings(options.settings);
-        g_interpreter = &interpreter;
-        Session session(settings, logLevel);
-        if (*commands) {
-            korvane::printCommands(std::cout, options.json);
-            return checkOutput(options, 0);
-        }
-        if (*feret) {
-            korvane::Args words{"feret", std::to_string(feretCount)};
-            if (feretVectors) words.push_back("vectors");
-            if (!feretSvgFile.empty()) words = {"feretSvg", std::to_string(feretCount), feretSvgFile};
-            const bool ok = interpreter.runLine(korvane::joinQuoted(words), "", 0);
-            return checkOutput(options, ok ? 0 : kFailed);
-        }
-        if (*shell) {
-            const korvane::ShellEnd end = korvane::runShell(interpreter);
-            if (end.signal != 0) return 128 + end.signal;  // as if the signal had ended it
-            return checkOutput(options, end.failures == 0 || interactive ? 0 : kFailed);
-        }
-        const int failures = script == "-" ? interpreter.runAll(std::cin, "<stdin>") : interpreter.runAll(scriptFile, script);
-        if (failures > 0 && options.keepGoing && !options.json) std::cerr << "korvane: " << failures << " line(s) failed\n";
-        return checkOutput(options, failures == 0 ? 0 : kFailed);
+        if (options.subcommand != "help") return runWithSuite(options);
+        korvane::printHelp(std::cout, options.helpCall, options.json);
+        return checkOutput(0);
     } catch (const Failure& failure) {
         return report(options, failure);
     } catch (const std::exception& e) {
