@@ -78,7 +78,7 @@ class JsonOutput(unittest.TestCase):
             b'appendChain g 0 0.5 1 2',
             b'getSegment g 0 0',
             b'getMsrInfo Area',
-            b'print caf\xc3\xa9 \xff\xfe end',
+            b'print caf\xc3\xa9 \xff\xfe \xf0\x9f\x98\x80 \xed\xa0\x80 \xf4\x90\x80\x80 \xe2\x82',
             b'sendStatus "bad \xc0\xaf byte"',
             b'fails createFilter f "I1 + Q"',
         ]) + b"\n"
@@ -91,7 +91,7 @@ class JsonOutput(unittest.TestCase):
         self.assertEqual(results[6], 0)
         self.assertEqual(results[9], {"x1": 0, "y1": 0.5, "x2": 1, "y2": 2})
         self.assertEqual(results[10]["unitDim"], 2)
-        self.assertEqual(results[11], "caf\u00e9 \\xFF\\xFE end")
+        self.assertEqual(results[11], "caf\u00e9 \\xFF\\xFE \U0001F600 \\xED\\xA0\\x80 \\xF4\\x90\\x80\\x80 \\xE2\\x82")
         status = next(o for o in objects if o["type"] == "status")
         self.assertEqual(status, {"version": 1, "type": "status", "line": 13, "text": "bad \\xC0\\xAF byte"})
         self.assertEqual(objects[-1]["error"], "createFilter failed: formula refused at byte 5: unknown name 'Q' "
