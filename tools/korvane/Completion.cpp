@@ -37,6 +37,12 @@ std::vector<std::string> callNames() {
     return names;
 }
 
+std::vector<std::string> callsAndStatements() {
+    std::vector<std::string> names = callNames();
+    for (const Statement& statement : statements()) names.push_back(statement.name);
+    return names;
+}
+
 }  // namespace
 
 std::string listCallFor(const std::string& call) {
@@ -62,11 +68,7 @@ std::vector<std::string> completeLine(const std::string& line) {
     const bool fresh = read.newWord && !read.openQuote;
     const std::string typed = fresh || words.empty() ? "" : words.back();
     std::size_t index = fresh ? words.size() : words.size() - 1;
-    if (index == 0) {
-        std::vector<std::string> names = callNames();
-        for (const Statement& statement : statements()) names.push_back(statement.name);
-        return withPrefix(names, typed);
-    }
+    if (index == 0 || (words[0] == "help" && index == 1)) return withPrefix(callsAndStatements(), typed);
     std::size_t callAt = 0;
     if (words[0] == "fails") callAt = 1;
     if (words[0] == "help" || (callAt == 1 && index == 1)) return index == 1 ? withPrefix(callNames(), typed) : Args{};
