@@ -1,5 +1,6 @@
 #include "Shell.h"
 
+#include <csetjmp>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -7,8 +8,6 @@
 #include <iostream>
 #include <string>
 #include <vector>
-
-#include <csetjmp>
 
 #include <termios.h>
 #include <unistd.h>

@@ -185,7 +185,8 @@ int parseError(const CLI::App& app, const Options& options, const CLI::ParseErro
     if (!options.json) return checkOutput(app.exit(error));
     const bool version = dynamic_cast<const CLI::CallForVersion*>(&error) != nullptr;
     korvane::Json object = korvane::jsonObject(version ? "version" : "usage");
-    object["text"] = version ? std::string("korvane " KORVANE_VERSION) : app.help();
+    const CLI::App* asked = app.get_subcommands().empty() ? &app : app.get_subcommands().front();  // run --help
+    object["text"] = version ? std::string("korvane " KORVANE_VERSION) : asked->help();
     korvane::writeJson(std::cout, object);
     return checkOutput(0);
 }
