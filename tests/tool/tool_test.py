@@ -41,6 +41,7 @@ class JsonOutput(unittest.TestCase):
         self.assertEqual(run.returncode, status, run.stderr)
         lines = run.stdout.split(b"\n")
         self.assertEqual(lines[-1], b"", "the output ends with a newline")
+        self.raw = lines[:-1]
         objects = []
         for line in lines[:-1]:
             text = line.decode("utf-8")  # raises on invalid UTF-8
@@ -85,6 +86,7 @@ class JsonOutput(unittest.TestCase):
         objects = self.objects("run", "-", stdin=lines)
         results = [o.get("result") for o in objects if o["type"] == "call"]
         self.assertEqual(results[1], [16777216, 1.2345678, 0.1, -2])
+        self.assertIn(b'"result":[16777216,1.2345678,0.1,-2]}', self.raw[1])  # as written, not 16777216.0
         self.assertEqual(results[3], {"flag1": 1, "flag2": -1})
         self.assertEqual(results[4], {"count": 3, "values": [0, 1, 0]})
         self.assertIs(results[5], True)
