@@ -57,6 +57,9 @@ void handle(int signal, void (*handler)(int)) {
 }
 
 const bool kInteractive = isatty(STDIN_FILENO) != 0;
+// What the shell shows the person typing (banner, prompt, line ends): standard error with
+// --json, so that standard output carries only the objects.
+std::ostream* g_screen = &std::cout;
 
 #ifdef KORVANE_HAVE_LIBEDIT
 constexpr int kHistoryLines = 1000;
@@ -122,7 +125,7 @@ Read readLine(std::string& line) {
         return Read::Line;
     }
 #endif
-    if (kInteractive) std::cout << "korvane> " << std::flush;
+    if (kInteractive) *g_screen << "korvane> " << std::flush;
     enterPrompt(kPlainRead);
     const bool read = static_cast<bool>(std::getline(std::cin, line));
     g_atPrompt = kNoPrompt;
@@ -137,30 +140,32 @@ Read readLine(std::string& line) {
 
 }  // namespace
 
-ShellEnd runShell(Interpreter& interpreter) {
+ShellEnd runShell(Interpreter& interpreter, bool json) {
+    g_screen = json ? &std::cerr : &std::cout;
     handle(SIGINT, &onInterrupt);
     handle(SIGTERM, &onTerminate);
     handle(SIGHUP, &onTerminate);
 #ifdef KORVANE_HAVE_LIBEDIT
     rl_readline_name = "korvane";
     rl_catch_signals = 0;  // the shell's own handlers, not the editor's
+    rl_outstream = json ? stderr : stdout;
     rl_attempted_completion_function = &completeCall;
     rl_basic_word_break_characters = const_cast<char*>(" \t\n");  // a quoted name is one word
     const History history;
 #endif
     if (kInteractive)
-        std::cout << "korvane shell: one call per line; help, help CALL, Tab to complete, Ctrl-C to stop a call, "
+        *g_screen << "korvane shell: one call per line; help, help CALL, Tab to complete, Ctrl-C to stop a call, "
                      "quit or Ctrl-D to leave\n";
     ShellEnd end;
     std::string line;
     for (int number = 1; !g_leave && !interpreter.quitting(); ++number) {
         const Read read = readLine(line);
         if (read == Read::End) {
-            if (kInteractive) std::cout << '\n';  // the prompt's line ends
+            if (kInteractive) *g_screen << '\n';  // the prompt's line ends
             break;
         }
         if (read == Read::Interrupted) {
-            std::cout << '\n';
+            *g_screen << '\n';
             --number;
             continue;
         }

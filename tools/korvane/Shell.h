@@ -11,7 +11,8 @@ struct ShellEnd {
 };
 
 // Reads and runs lines until quit, end of input (Ctrl-D), SIGTERM or SIGHUP. Ctrl-C stops the
-// running call, or clears the line being typed.
-ShellEnd runShell(Interpreter& interpreter);
+// running call, or clears the line being typed. With json, the prompt and the editor's echo go
+// to standard error.
+ShellEnd runShell(Interpreter& interpreter, bool json);
 
 }  // namespace korvane

@@ -218,7 +218,7 @@ int runWithSuite(const Options& options) {
     if (subcommand == "feret")
         return checkOutput(interpreter.runLine(korvane::joinQuoted(feretCall(options)), "", 0) ? 0 : kFailed);
     if (subcommand == "shell") {
-        const korvane::ShellEnd end = korvane::runShell(interpreter);
+        const korvane::ShellEnd end = korvane::runShell(interpreter, options.json);
         if (end.signal != 0) return 128 + end.signal;  // as if the signal had ended it
         return checkOutput(end.failures == 0 || interactive ? 0 : kFailed);
     }
