@@ -243,14 +243,23 @@ class Shell(unittest.TestCase):
         self.type_line("getSieveList")
         self.type_line("print listed")
         self.assertNotIn(b"typed_then_cleared\r\n", self.wait_for(rb"listed\r\n"))
+        # Tab puts a name with blanks in quotes, so that the line removes that filter.
+        self.type_line('createFilter "my filter" I1')
+        self.wait_for(rb"korvane> ")
+        os.write(self.fd, b"removeFilter my\t")
+        self.wait_for(rb'"my filter" ')
+        self.type_line("")
+        self.type_line("getFilterList")
+        self.type_line("print end")
+        self.assertNotIn(b"my filter\r\n", self.wait_for(rb"\r\nend\r\n"))
         os.write(self.fd, b"\x04")
         _, status = os.waitpid(self.pid, 0)
         self.assertEqual(os.waitstatus_to_exitcode(status), 0)
         with open(self.history) as saved:
             lines = saved.read().splitlines()
         self.assertEqual(len(lines), 1001)  # the header and the last 1,000 lines
-        self.assertEqual(lines[-5:], ["createSegment\\040s", "appendRings\\040s\\0403000000\\0408", "getNbChain\\040s",
-                                      "getSieveList", "print\\040listed"])
+        self.assertEqual(lines[-4:], ['createFilter\\040"my\\040filter"\\040I1', 'removeFilter\\040"my\\040filter"\\040',
+                                      "getFilterList", "print\\040end"])
 
     def test_terminate_saves_the_history(self):
         self.wait_for(rb"korvane> ")
