@@ -4,14 +4,14 @@
 #   scripts/dev.sh tour   builds the library and the korvane tool, runs examples/tour.krv
 #   scripts/dev.sh test   builds and runs every test, then again under asan+ubsan, and those of the
 #                         hooks, callbacks and the sampler's threads under tsan,
-#                         and the API fuzzer for a minute
+#                         and the API fuzzer for a minute, the image reader's for 20 seconds
 set -eu
 cd "$(dirname "$0")/.."
 
 BUILD_PACKAGES="build-essential cmake ninja-build pkg-config libboost-dev libboost-filesystem-dev
   libboost-thread-dev libspdlog-dev libfmt-dev libcli11-dev libedit-dev libqhull-dev
   libtiff-dev libpng-dev"
-TEST_PACKAGES="libgtest-dev libgmock-dev libbenchmark-dev python3 locales"
+TEST_PACKAGES="libgtest-dev libgmock-dev libbenchmark-dev python3 locales python3-skimage"
 FUZZ_PACKAGES="clang libclang-rt-14-dev"
 TSAN_TESTS="^(CallbacksTest|SegmentTest\\.LongWork|CyclesTest|Repair\\.)"
 
@@ -74,9 +74,12 @@ test)
     ctest --preset tsan -j "$(nproc)" -R "$TSAN_TESTS"
     # The API fuzzer for a minute, from a copy of its corpus (a run adds to the folder it reads).
     cmake --preset fuzz -DKORVANE_BUILD_TESTS=OFF >/dev/null
-    cmake --build --preset fuzz --target korvane_api_fuzz
+    cmake --build --preset fuzz --target korvane_api_fuzz korvane_image_fuzz
     rm -rf build/fuzz/corpus-api && cp -r fuzz/corpus/api build/fuzz/corpus-api
     build/fuzz/fuzz/korvane_api_fuzz build/fuzz/corpus-api -max_total_time=60 -artifact_prefix=build/fuzz/
+    # The image reader for 20 seconds.
+    rm -rf build/fuzz/corpus-image && cp -r fuzz/corpus/image build/fuzz/corpus-image
+    build/fuzz/fuzz/korvane_image_fuzz build/fuzz/corpus-image -max_total_time=20 -artifact_prefix=build/fuzz/
     ;;
 *)
     echo "usage: scripts/dev.sh tour|test" >&2

@@ -411,4 +411,25 @@ TEST_F(ImageTest, ResolutionUnitsGiveMicrometres) {
     EXPECT_EQ(store->FindObj("cm")->GetImage().At<std::uint8_t>(1, 0), 2);
 }
 
+// The fuzzer's seeds (fuzz/make_image_corpus.py): every type, both byte orders, all readable.
+TEST_F(ImageTest, SeedCorpusReadsWhole) {
+    const std::string seeds = std::string(KORVANE_SOURCE_DIR) + "/fuzz/corpus/image/";
+    for (const char* type : {"uint8", "uint16", "int32", "float32"}) {
+        ASSERT_TRUE(service->LoadImageA(seeds + type + "_3d.tif", type));
+        const KrvImage& image = store->FindObj(type)->GetImage();
+        EXPECT_EQ(image.Describe(), std::string("3x2x3 ") + type);
+        EXPECT_EQ(image.GetVoxelSize().z, 2.0);
+        EXPECT_EQ(image.GetVoxelSize().x, 0.5);
+        const std::size_t last = image.Index(2, 1, 2);  // (2 + 3 + 14) % 100
+        switch (image.GetType()) {
+        case KrvVoxelType::UInt8: EXPECT_EQ(image.Voxels<std::uint8_t>()[last], 19); break;
+        case KrvVoxelType::UInt16: EXPECT_EQ(image.Voxels<std::uint16_t>()[last], 19); break;
+        case KrvVoxelType::Int32: EXPECT_EQ(image.Voxels<std::int32_t>()[last], 19); break;
+        case KrvVoxelType::Float32: EXPECT_EQ(image.Voxels<float>()[last], 19.0f); break;
+        }
+    }
+    ASSERT_TRUE(service->LoadImageA(seeds + "grey16.png", "png"));
+    EXPECT_EQ(store->FindObj("png")->GetImage().At<std::uint16_t>(3, 1), 121);  // 3 * 40 + 1
+}
+
 }  // namespace
