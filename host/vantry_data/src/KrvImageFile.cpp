@@ -126,6 +126,8 @@ struct TiffOptions {
     explicit TiffOptions(std::string* reason) : options(TIFFOpenOptionsAlloc()) {
         TIFFOpenOptionsSetErrorHandlerExtR(options, tiffError, reason);
         TIFFOpenOptionsSetWarningHandlerExtR(options, tiffWarning, nullptr);
+        // Voxels go straight into the image; libtiff itself needs room for tags and codecs only.
+        TIFFOpenOptionsSetMaxSingleMemAlloc(options, tmsize_t(256) << 20);
     }
     ~TiffOptions() { TIFFOpenOptionsFree(options); }
     TiffOptions(const TiffOptions&) = delete;
