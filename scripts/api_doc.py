@@ -61,8 +61,8 @@ def section(path):
                 if first:
                     out.insert(0, text + "\n")
                     first = False
-                elif stripped and not stripped.startswith("#"):
-                    out.append(text + "\n")  # a note on the declaration that follows (a type)
+                elif stripped and (not stripped.startswith("#") or stripped.startswith("#include <vantry_")):
+                    out.append(text + "\n")  # a note on the declaration or suite type that follows
                 comment = []
             if stripped.startswith("#pragma"):
                 first = False if out else first

@@ -4,7 +4,7 @@
 #   scripts/dev.sh tour   builds the library and the korvane tool, runs examples/tour.krv
 #   scripts/dev.sh test   builds and runs every test, then again under asan+ubsan, and those of the
 #                         hooks, callbacks and the sampler's threads under tsan,
-#                         and the API fuzzer for a minute
+#                         the API fuzzer for a minute and the settings files' fuzzer for 20 s
 set -eu
 cd "$(dirname "$0")/.."
 
@@ -50,6 +50,12 @@ consumer() {
     cmake -S examples/client -B build/client -G Ninja -DCMAKE_PREFIX_PATH="$stage" >/dev/null
     cmake --build build/client
     build/client/client "$stage/share/korvane/settings"
+    # Why a call failed, read through a log sink with the installed headers alone.
+    rm -rf build/log_sink
+    cmake -S examples/log_sink -B build/log_sink -G Ninja -DCMAKE_PREFIX_PATH="$stage" >/dev/null
+    cmake --build build/log_sink
+    build/log_sink/log_sink >build/log_sink/output.txt
+    grep -q "Invalid user filter formula" build/log_sink/output.txt
 }
 
 case "${1:-}" in
@@ -71,11 +77,14 @@ test)
     cmake --preset tsan >/dev/null
     cmake --build --preset tsan --target callbacks_test segment_test cycles_test repair_test
     ctest --preset tsan -j "$(nproc)" -R "$TSAN_TESTS"
-    # The API fuzzer for a minute, from a copy of its corpus (a run adds to the folder it reads).
+    # The API fuzzer for a minute and the settings and logging files' readers for 20 s, each from
+    # a copy of its corpus (a run adds to the folder it reads).
     cmake --preset fuzz -DKORVANE_BUILD_TESTS=OFF >/dev/null
-    cmake --build --preset fuzz --target korvane_api_fuzz
+    cmake --build --preset fuzz --target korvane_api_fuzz korvane_settings_fuzz
     rm -rf build/fuzz/corpus-api && cp -r fuzz/corpus/api build/fuzz/corpus-api
     build/fuzz/fuzz/korvane_api_fuzz build/fuzz/corpus-api -max_total_time=60 -artifact_prefix=build/fuzz/
+    rm -rf build/fuzz/corpus-settings && cp -r fuzz/corpus/settings build/fuzz/corpus-settings
+    build/fuzz/fuzz/korvane_settings_fuzz build/fuzz/corpus-settings -max_total_time=20 -artifact_prefix=build/fuzz/
     ;;
 *)
     echo "usage: scripts/dev.sh tour|test" >&2
