@@ -85,7 +85,8 @@ def main():
         "(CMake) or `pkg-config --libs korvaneapi`. Call `initKorvaneAPI` before anything else and\n"
         "`endKorvaneAPI` last. Log lines go to the library's logger (`getKorvaneAPILogger()`), each with\n"
         "its level, text, source file and line; a failure is a result (false, -1, an empty answer) and\n"
-        "an Error or Warn line unless the function says it throws.\n\n"
+        "an Error or Warn line unless the function says it throws. Threads, callbacks, reading why a\n"
+        "call failed, and calls outside a start and an end: [clients.md](clients.md).\n\n"
         "Contents: " + ", ".join(f"[{p.stem}](#{p.stem.lower()}-korvaneapi{p.stem.lower()}h)" for p in headers) + "\n"
     ]
     parts += [section(p) for p in headers]
