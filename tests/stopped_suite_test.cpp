@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <KorvaneAPI/KorvaneAPI.h>
+#include <vantry_access_korlib/IpMeasure.h>
 
 #include "support/EveryFamily.h"
 #include "support/TestSupport.h"
@@ -162,6 +163,27 @@ TEST_F(StoppedSuiteTest, EveryFunctionBeforeStartAndAfterEndAnswersEmpty) {
     kapitest::removeFolder(folder);
 
     expectEveryCallRefused("after the end");
+}
+
+// The parameter blocks live in the access layer: closed, it neither hands them out nor takes new
+// values, so a value set before the start can't outlive it.
+TEST_F(StoppedSuiteTest, ClosedAccessLayerRefusesParameterBlocks) {
+    MsrInfo info{};
+    info.nbParams = 2;
+    float values[] = {45.f, 90.f};
+    EXPECT_NE(IpIndSetMsrInfo("Length3d", &info, values), 0);
+    float* current = nullptr;
+    EXPECT_NE(IpIndGetMsrInfo("Length3d", &info, &current, nullptr), 0);
+    EXPECT_EQ(current, nullptr);
+    EXPECT_EQ(log->find(kNotStarted).size(), 2u);
+
+    initKorvaneAPI(nullptr);
+    EXPECT_NE(getMsrParams("Length3d"), std::vector<float>({45.f, 90.f}));
+    EXPECT_EQ(IpIndSetMsrInfo("Length3d", &info, values), 0);
+    EXPECT_EQ(getMsrParams("Length3d"), std::vector<float>({45.f, 90.f}));
+    endKorvaneAPI();
+    EXPECT_NE(IpIndSetMsrInfo("Length3d", &info, values), 0);
+    EXPECT_EQ(log->find(kNotStarted).size(), 3u);
 }
 
 // The suite's string made from a null pointer is empty, so a host operation given one refuses it.
