@@ -254,15 +254,16 @@ void initKrvMainLogger(const char* name) {
 
 namespace {
 
-// The level named by `text`; a KrvBaseException naming `what`, and the file and line when the
-// text comes from the configuration file.
+// The level named by `text`; a KrvBaseException naming `what`, and when the text comes from the
+// configuration file, the file and the line of `key` in `[section]`.
 int requireLevel(const std::string& text, const std::string& what, const std::string& file = std::string(),
-                 std::uint64_t line = 0) {
+                 const std::string& section = std::string(), const std::string& key = std::string()) {
     const int level = parseKrvLogLevel(text);
     if (level >= 0) return level;
-    std::string message = "Invalid log level \"" + text + "\" for " + what;
-    if (!file.empty()) message += " in " + file + " line " + std::to_string(line);
-    throw KrvBaseException(message, file, line);
+    const std::string message = "Invalid log level \"" + text + "\" for " + what;
+    if (file.empty()) throw KrvBaseException(message, file, 0);
+    const std::uint64_t line = krv_detail::iniLineOf(file, section, key);
+    throw KrvBaseException(message + " in " + file + " line " + std::to_string(line), file, line);
 }
 
 }  // namespace
@@ -280,14 +281,13 @@ void initKrvLoggers(const std::string& configFile, const std::string& logFolder,
     if (const auto levels = tree.get_child_optional("Levels")) {
         for (const auto& entry : *levels) {
             const std::string& loggerName = entry.first;
-            const int level = requireLevel(entry.second.data(), "logger " + loggerName, configFile,
-                                           krv_detail::iniLineOf(configFile, "Levels", loggerName));
+            const int level =
+                requireLevel(entry.second.data(), "logger " + loggerName, configFile, "Levels", loggerName);
             KrvLogger(loggerName).setLogLevel(level);
         }
     }
     if (const auto console = tree.get_optional<std::string>("Console.Level"))
-        setKrvConsoleLevel(requireLevel(*console, "the console", configFile,
-                                        krv_detail::iniLineOf(configFile, "Console", "Level")));
+        setKrvConsoleLevel(requireLevel(*console, "the console", configFile, "Console", "Level"));
 }
 
 namespace KrvUtil {
