@@ -49,7 +49,7 @@ Handler* krvStoppedHandler() {
 }
 
 // The lifetime of a handler that is a singleton behind its static m_pInstance: a new handler
-// while the service runs (`fill` prepares it), the stopped one otherwise.
+// while the service runs (`Fill` prepares it), the stopped one otherwise.
 template <class Handler, void (*Fill)(Handler&) = nullptr>
 KrvHandlerLifetime krvSingletonLifetime() {
     return {[] {
@@ -58,7 +58,7 @@ KrvHandlerLifetime krvSingletonLifetime() {
                 if constexpr (Fill != nullptr) Fill(*handler);
             },
             []() noexcept {
-                if (Handler::m_pInstance != krvStoppedHandler<Handler>()) delete Handler::m_pInstance;
+                if (!Handler::m_pInstance->IsStopped()) delete Handler::m_pInstance;
                 Handler::m_pInstance = krvStoppedHandler<Handler>();
             }};
 }
