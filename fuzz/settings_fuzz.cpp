@@ -62,7 +62,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::string settings = g_folder + "/Tarsel.ini";
     write(settings, text);
     try {
-        CKrvSettingDoc::getInstance().init("Tarsel", false, g_folder);
+        CKrvSettingDoc::getInstance().init("Tarsel", true, g_folder);
         if (CKrvSettingDoc::getInstance().getFileName() != settings) std::abort();
     } catch (const KrvBaseException& e) {
         checkRefusal(e, settings, lines);

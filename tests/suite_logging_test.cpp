@@ -199,19 +199,19 @@ TEST_F(MainLogFileTest, SettingsFileErrorsNameFileAndLine) {
     const std::string settings = folder + "/Tarsel.ini";
     CKrvSettingDoc& doc = CKrvSettingDoc::getInstance();
     std::ofstream(settings) << "[Memory]\nMaximumAmount = 10\n[Memory]\n";
-    KrvBaseException e = thrownBy([&] { doc.init("Tarsel", false, folder); });
+    KrvBaseException e = thrownBy([&] { doc.init("Tarsel", true, folder); });
     EXPECT_EQ(e.getMessage(), "Malformed settings file " + settings + " line 3: duplicate section name");
     EXPECT_EQ(e.getLine(), 3u);
 
     std::ofstream(settings) << "[Options]\nFlags = 1\n[Memory]\nMaximum = 1\nMaximumAmount = lots\n";
-    e = thrownBy([&] { doc.init("Tarsel", false, folder); });
+    e = thrownBy([&] { doc.init("Tarsel", true, folder); });
     EXPECT_EQ(e.getMessage(), "Invalid setting in " + settings +
                                   " line 5: [Memory] MaximumAmount = \"lots\" is not a number of bytes from 0 to "
                                   "18446744073709551615");
     EXPECT_EQ(e.getLine(), 5u);
 
     std::ofstream(settings) << "[Logging]\nFolder = log\nLevel = Loud\n";
-    e = thrownBy([&] { doc.init("Tarsel", false, folder); });
+    e = thrownBy([&] { doc.init("Tarsel", true, folder); });
     EXPECT_EQ(e.getMessage(), "Invalid setting in " + settings +
                                   " line 3: [Logging] Level = \"Loud\" is not a log level (Debug, Info, Warn, Error, "
                                   "Off or a number)");
