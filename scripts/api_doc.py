@@ -61,8 +61,8 @@ def section(path):
                 if first:
                     out.insert(0, text + "\n")
                     first = False
-                elif stripped and not stripped.startswith("#"):
-                    out.append(text + "\n")  # a note on the declaration that follows (a type)
+                elif stripped and (not stripped.startswith("#") or stripped.startswith("#include <vantry_")):
+                    out.append(text + "\n")  # a note on the declaration or suite type that follows
                 comment = []
             if stripped.startswith("#pragma"):
                 first = False if out else first
@@ -85,7 +85,8 @@ def main():
         "(CMake) or `pkg-config --libs korvaneapi`. Call `initKorvaneAPI` before anything else and\n"
         "`endKorvaneAPI` last. Log lines go to the library's logger (`getKorvaneAPILogger()`), each with\n"
         "its level, text, source file and line; a failure is a result (false, -1, an empty answer) and\n"
-        "an Error or Warn line unless the function says it throws.\n\n"
+        "an Error or Warn line unless the function says it throws. Threads, callbacks, reading why a\n"
+        "call failed, and calls outside a start and an end: [clients.md](clients.md).\n\n"
         "Contents: " + ", ".join(f"[{p.stem}](#{p.stem.lower()}-korvaneapi{p.stem.lower()}h)" for p in headers) + "\n"
     ]
     parts += [section(p) for p in headers]

@@ -4,7 +4,8 @@
 #   scripts/dev.sh tour   builds the library and the korvane tool, runs examples/tour.krv
 #   scripts/dev.sh test   builds and runs every test, then again under asan+ubsan, and those of the
 #                         hooks, callbacks and the sampler's threads under tsan,
-#                         the API fuzzer for a minute, the script and image readers' for 20 s each
+#                         the API fuzzer for a minute, the script, image and settings readers' for
+#                         20 s each
 set -eu
 cd "$(dirname "$0")/.."
 
@@ -51,6 +52,12 @@ consumer() {
     cmake -S examples/client -B build/client -G Ninja -DCMAKE_PREFIX_PATH="$stage" >/dev/null
     cmake --build build/client
     build/client/client "$stage/share/korvane/settings"
+    # Why a call failed, read through a log sink with the installed headers alone.
+    rm -rf build/log_sink
+    cmake -S examples/log_sink -B build/log_sink -G Ninja -DCMAKE_PREFIX_PATH="$stage" >/dev/null
+    cmake --build build/log_sink
+    build/log_sink/log_sink >build/log_sink/output.txt
+    grep -q "Invalid user filter formula" build/log_sink/output.txt
 }
 
 # Runs fuzzer NAME for SECONDS from a copy of its corpus (a run adds to the folder it reads).
@@ -80,10 +87,11 @@ test)
     ctest --preset tsan -j "$(nproc)" -R "$TSAN_TESTS"
     # The fuzzers, each from a copy of its corpus.
     cmake --preset fuzz -DKORVANE_BUILD_TESTS=OFF >/dev/null
-    cmake --build --preset fuzz --target korvane_api_fuzz korvane_script_fuzz korvane_image_fuzz
+    cmake --build --preset fuzz --target korvane_api_fuzz korvane_script_fuzz korvane_image_fuzz korvane_settings_fuzz
     fuzz_for api 60
     fuzz_for script 20
     fuzz_for image 20
+    fuzz_for settings 20
     ;;
 *)
     echo "usage: scripts/dev.sh tour|test" >&2

@@ -6,9 +6,9 @@
 
 #include <KorvaneAPI/KorvaneAPIExport.h>
 
-// The suite's description of one command (vantry_process/CProCmd.h: name, category,
-// description, parameters with their types and defaults).
-class CProCmd;
+// The suite's description of one command, CProCmd: GetName(), GetCategory(), GetDescription()
+// and GetParams() (each parameter's name, type and default as text).
+#include <vantry_process/CProCmd.h>
 
 // The names of the suite's commands in the suite's order; duplicates are kept and the
 // separators of the suite's table ("none") are left out. Empty when the table holds no more

@@ -11,7 +11,9 @@
 KORVANEAPI_EXPORT void initKorvaneAPI(const char* path);
 
 // Stops the suite: plug-ins, every registered service, access library, utility and algorithm
-// libraries. Calling other functions afterwards, before initKorvaneAPI again, is not allowed.
+// libraries. Calling other functions afterwards, before initKorvaneAPI again (or before the
+// first start), is outside the contract and not checked here; the stand-alone suite answers such
+// calls from its stopped state (null, 0, empty) with the Error "the suite is not started".
 KORVANEAPI_EXPORT void endKorvaneAPI();
 
 // The library's logger, "<base logger>.KorvaneAPI", made on first use; usable before start-up.

@@ -14,8 +14,9 @@ enum eMsrUnitDim : std::int32_t {
     eMsrUnitDim4, eMsrUnitDim5, eMsrUnitDim6, eMsrUnitDim7
 };
 
-// The suite's description of a measure (vantry_process/MeasureInfo.h).
-struct MeasureInfo;
+// The suite's description of a measure, MeasureInfo: name, isUser, unitDim, dimension (2 or 3;
+// 0 for a user measure), nbParams and description (a user measure's formula or IP function).
+#include <vantry_process/MeasureInfo.h>
 
 // Defines the user measure `name` by a formula over native and other user measures. False when
 // the formula is refused (Error "Invalid user measure formula <formula> for user measure <name>";

@@ -9,7 +9,9 @@
 #include <string>
 #include <vector>
 
+#include <vantry_access_korlib/CAccess.h>
 #include <vantry_access_korlib/KrvNativeMeasures.h>
+#include <vantry_util/CKrvHandler.h>
 #include <vantry_util/KrvFault.h>
 #include <vantry_zel/SphereSampling.h>
 
@@ -42,6 +44,13 @@ bool accepts(const KrvNativeMeasure& measure, const float* values, int count) {
     return false;
 }
 
+// The parameter blocks live in the access layer: while it is closed they can't be read or set.
+bool refusedWhileClosed() {
+    if (CAccess::IsOpen()) return false;
+    logKrvNotStarted();
+    return true;
+}
+
 // Per count n from 1: the kappa the set reaches, and its directions {azimuth, polar}.
 #define KRV_COVERING(N, KAPPA, ...) __VA_ARGS__,
 const double kCoveringAngles[][2] = {
@@ -69,6 +78,7 @@ int IpIndGetMsrInfo(const char* name, MsrInfo* info, float** values, const char*
         if (fault.answer() != KrvFault::Answer::Custom) return fault.result<int>();
         odd = fault.answerValue();
     }
+    if (refusedWhileClosed()) return 1;
     if (name == nullptr || info == nullptr || values == nullptr) return 1;
     const KrvNativeMeasure* measure = krvFindNativeMeasure(name);
     if (measure == nullptr) return 1;
@@ -102,6 +112,7 @@ int IpIndGetMsrInfo(const char* name, MsrInfo* info, float** values, const char*
 
 int IpIndSetMsrInfo(const char* name, MsrInfo* info, float* values) {
     KRV_FAULT_RETURN(int, "IpIndSetMsrInfo");
+    if (refusedWhileClosed()) return 1;
     if (name == nullptr || info == nullptr) return 1;
     const KrvNativeMeasure* measure = krvFindNativeMeasure(name);
     if (measure == nullptr || !accepts(*measure, values, info->nbParams)) return 1;

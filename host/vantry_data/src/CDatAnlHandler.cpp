@@ -8,7 +8,7 @@
 #include <vantry_util/KrvFault.h>
 #include <vantry_util/KrvImageFormulaManager.h>
 
-CDatAnlHandler* CDatAnlHandler::m_pInstance = nullptr;
+CDatAnlHandler* CDatAnlHandler::m_pInstance = krvStoppedHandler<CDatAnlHandler>();
 
 const char* const CDatAnlHandler::kReservedUsrMsr[5] = {"BlobClassDist", "ClassId", "ClassIdConfidence",
                                                          "ComputedClassId", "Validate"};
@@ -19,21 +19,14 @@ namespace {
 const char* const kReservedFunctions[5] = {"ClassifierDistance", "ClassifierClass", "ClassifierConfidence",
                                            "ClassifierComputedClass", "ManualValidation"};
 
-void create() {
-    auto* handler = new CDatAnlHandler();
-    CDatAnlHandler::m_pInstance = handler;
+void addReservedMeasures(CDatAnlHandler& handler) {
     for (int i = 0; i < 5; ++i) {
-        CDatUsrMeasure* measure = handler->AddUsrMsr(CDatAnlHandler::kReservedUsrMsr[i]);
+        CDatUsrMeasure* measure = handler.AddUsrMsr(CDatAnlHandler::kReservedUsrMsr[i]);
         if (measure) measure->initIpFunction(kReservedFunctions[i]);
     }
 }
 
-void destroy() noexcept {
-    delete CDatAnlHandler::m_pInstance;
-    CDatAnlHandler::m_pInstance = nullptr;
-}
-
-const KrvHandlerRegistration reg{{&create, &destroy}};
+const KrvHandlerRegistration registration{krvSingletonLifetime<CDatAnlHandler, &addReservedMeasures>()};
 
 // Measure formulas read native measures and existing user measures, each name a slot in order
 // of first appearance; the measure being defined may not read itself.
@@ -143,16 +136,19 @@ CDatAnlHandler::CDatAnlHandler() = default;
 
 int CDatAnlHandler::IsKrvMsr(const CKrvString& name) const {
     KRV_FAULT_RETURN(int, "CDatAnlHandler::IsKrvMsr");
+    if (RefusedWhenStopped()) return 0;
     return krvFindNativeMeasure(name.m_str) != nullptr;
 }
 
 void CDatAnlHandler::GetNatMsrList(std::vector<CKrvString>& out) const {
     KRV_FAULT_COUNT("CDatAnlHandler::GetNatMsrList");
+    if (RefusedWhenStopped()) return;
     for (const KrvNativeMeasure& measure : krvNativeMeasures()) out.emplace_back(measure.name);
 }
 
 std::vector<CKrvString>* CDatAnlHandler::AddGrpMsr(const CKrvString& group, const std::vector<CKrvString>& measures) {
     KRV_FAULT_RETURN(std::vector<CKrvString>*, "CDatAnlHandler::AddGrpMsr");
+    if (RefusedWhenStopped()) return nullptr;
     const auto found = m_groupIndex.find(group);
     if (found != m_groupIndex.end()) {
         found->second->second = measures;
@@ -166,12 +162,14 @@ std::vector<CKrvString>* CDatAnlHandler::AddGrpMsr(const CKrvString& group, cons
 
 std::vector<CKrvString>* CDatAnlHandler::GetGrpMsr(const CKrvString& group) {
     KRV_FAULT_RETURN(std::vector<CKrvString>*, "CDatAnlHandler::GetGrpMsr");
+    if (RefusedWhenStopped()) return nullptr;
     const auto found = m_groupIndex.find(group);
     return found == m_groupIndex.end() ? nullptr : &found->second->second;
 }
 
 int CDatAnlHandler::RemoveGrpMsr(const CKrvString& group) {
     KRV_FAULT_RETURN(int, "CDatAnlHandler::RemoveGrpMsr");
+    if (RefusedWhenStopped()) return 0;
     const auto found = m_groupIndex.find(group);
     if (found == m_groupIndex.end()) return 0;
     m_groups.erase(found->second);
@@ -181,6 +179,7 @@ int CDatAnlHandler::RemoveGrpMsr(const CKrvString& group) {
 
 void CDatAnlHandler::GetGrpList(std::vector<CKrvString>& out) const {
     KRV_FAULT_COUNT("CDatAnlHandler::GetGrpList");
+    if (RefusedWhenStopped()) return;
     for (const auto& group : m_groups) out.push_back(group.first);
 }
 

@@ -7,16 +7,11 @@
 #include <vantry_util/KrvFault.h>
 #include <vantry_util/KrvImageFormulaManager.h>
 
-CDatFlrHandler* CDatFlrHandler::m_pInstance = nullptr;
+CDatFlrHandler* CDatFlrHandler::m_pInstance = krvStoppedHandler<CDatFlrHandler>();
 
 namespace {
 
-void create() { CDatFlrHandler::m_pInstance = new CDatFlrHandler(); }
-void destroy() noexcept {
-    delete CDatFlrHandler::m_pInstance;
-    CDatFlrHandler::m_pInstance = nullptr;
-}
-const KrvHandlerRegistration reg{{&create, &destroy}};
+const KrvHandlerRegistration registration{krvSingletonLifetime<CDatFlrHandler>()};
 
 }  // namespace
 
@@ -63,6 +58,5 @@ int CDatFlrHandler::RemoveFlr(const CKrvString& name) {
 
 int CDatFlrHandler::RemoveAll() {
     KRV_FAULT_RETURN(int, "CDatFlrHandler::RemoveAll");
-    ClearObj();
-    return 1;
+    return ClearObj() ? 1 : 0;
 }

@@ -8,16 +8,11 @@
 #include <vantry_util/KrvFault.h>
 #include <vantry_util/KrvMemoryBudget.h>
 
-CDatMorphoLutHandler* CDatMorphoLutHandler::m_pInstance = nullptr;
+CDatMorphoLutHandler* CDatMorphoLutHandler::m_pInstance = krvStoppedHandler<CDatMorphoLutHandler>();
 
 namespace {
 
-void create() { CDatMorphoLutHandler::m_pInstance = new CDatMorphoLutHandler(); }
-void destroy() noexcept {
-    delete CDatMorphoLutHandler::m_pInstance;
-    CDatMorphoLutHandler::m_pInstance = nullptr;
-}
-const KrvHandlerRegistration reg{{&create, &destroy}};
+const KrvHandlerRegistration registration{krvSingletonLifetime<CDatMorphoLutHandler>()};
 
 const CKrvString& greyField() {
     static const CKrvString name("Grey");
@@ -78,6 +73,7 @@ CDatMorphoLut* CDatMorphoLutHandler::AddLut(const CKrvString& name, int size, in
 // Every refusal comes before anything is made; the budget is held only once the table is stored.
 CDatMorphoLut* CDatMorphoLutHandler::Add(const CKrvString& name, int size, const int* values, int type, int flag1,
                                          int flag2, const CKrvString& text) {
+    if (RefusedWhenStopped()) return nullptr;
     if (size < 0 || (size > 0 && values == nullptr)) return nullptr;
     if (!IsValidName(name) || CKrvHandler::FindObj(name) != nullptr) return nullptr;
     const std::uint64_t bytes = static_cast<std::uint64_t>(size) * sizeof(int);

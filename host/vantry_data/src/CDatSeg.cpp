@@ -8,7 +8,7 @@
 #include <vantry_util/KrvMemoryBudget.h>
 #include <vantry_util/KrvProgress.h>
 
-CDatSegHandler* CDatSegHandler::m_pInstance = nullptr;
+CDatSegHandler* CDatSegHandler::m_pInstance = krvStoppedHandler<CDatSegHandler>();
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include <vantry_util/KrvFault.h>
 #include <vantry_util/KrvMemoryBudget.h>
 
-CDatTamiHandler* CDatTamiHandler::m_pInstance = nullptr;
+CDatTamiHandler* CDatTamiHandler::m_pInstance = krvStoppedHandler<CDatTamiHandler>();
 
 namespace {
 

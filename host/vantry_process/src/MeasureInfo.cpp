@@ -1,6 +1,7 @@
 // Descriptions of the native and user measures.
 #include <vantry_process/MeasureInfo.h>
 
+#include <vantry_access_korlib/CAccess.h>
 #include <vantry_access_korlib/IpMeasure.h>
 #include <vantry_access_korlib/KrvNativeMeasures.h>
 #include <vantry_data/CDatAnlHandler.h>
@@ -10,6 +11,10 @@
 
 bool findMsrInfo(const std::string& name, MeasureInfo& info) {
     KRV_FAULT_RETURN(bool, "findMsrInfo");
+    if (!CAccess::IsOpen()) {  // the suite is stopped: no measure is described
+        logKrvNotStarted();
+        return false;
+    }
     if (const KrvNativeMeasure* native = krvFindNativeMeasure(name)) {
         MsrInfo block{};
         float* values = nullptr;
@@ -23,8 +28,7 @@ bool findMsrInfo(const std::string& name, MeasureInfo& info) {
         info.description = native->description;
         return true;
     }
-    const CDatAnlHandler* handler = CDatAnlHandler::m_pInstance;
-    const CDatUsrMeasure* user = handler ? handler->GetUsrMsr(name) : nullptr;
+    const CDatUsrMeasure* user = CDatAnlHandler::m_pInstance->GetUsrMsr(name);
     if (user == nullptr) return false;
     info.name = name;
     info.isUser = true;

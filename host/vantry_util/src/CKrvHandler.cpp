@@ -2,17 +2,26 @@
 #include <vantry_util/CKrvHandler.h>
 
 #include <vantry_util/KrvFault.h>
+#include <vantry_util/KrvLogger.h>
+
+void logKrvNotStarted() {
+    const KrvLogger& log = getKrvBaseLogger();
+    if (log.isEnabledFor(KrvLoggerLevel::Error))
+        log.forcedLog(KrvLoggerLevel::Error, "the suite is not started", __FILE__, __LINE__);
+}
 
 CKrvObject::~CKrvObject() = default;
 CKrvHandler::~CKrvHandler() = default;
 
 CKrvObject* CKrvHandler::FindObj(const CKrvString& name) const {
+    if (RefusedWhenStopped()) return nullptr;
     const auto found = m_index.find(std::string_view(name.m_str));
     return found == m_index.end() ? nullptr : found->second->get();
 }
 
 void CKrvHandler::GetObjList(std::vector<CKrvString>& out) const {
     KRV_FAULT_COUNT("CKrvHandler::GetObjList");
+    if (RefusedWhenStopped()) return;
     out.reserve(out.size() + m_order.size());
     for (const auto& object : m_order) out.push_back(object->GetName());
 }
@@ -25,7 +34,7 @@ bool CKrvHandler::IsValidName(const CKrvString& name) noexcept {
 }
 
 CKrvObject* CKrvHandler::InsertObj(std::unique_ptr<CKrvObject> object) {
-    if (!object || !IsValidName(object->GetName())) return nullptr;
+    if (RefusedWhenStopped() || !object || !IsValidName(object->GetName())) return nullptr;
     const std::string_view key(object->GetName().m_str);
     if (m_index.count(key) != 0) return nullptr;
     m_order.push_back(std::move(object));
@@ -35,6 +44,7 @@ CKrvObject* CKrvHandler::InsertObj(std::unique_ptr<CKrvObject> object) {
 }
 
 bool CKrvHandler::EraseObj(const CKrvString& name) {
+    if (RefusedWhenStopped()) return false;
     const auto found = m_index.find(std::string_view(name.m_str));
     if (found == m_index.end()) return false;
     const auto position = found->second;
@@ -43,7 +53,9 @@ bool CKrvHandler::EraseObj(const CKrvString& name) {
     return true;
 }
 
-void CKrvHandler::ClearObj() noexcept {
+bool CKrvHandler::ClearObj() {
+    if (RefusedWhenStopped()) return false;
     m_index.clear();
     m_order.clear();
+    return true;
 }

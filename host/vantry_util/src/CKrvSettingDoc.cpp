@@ -2,36 +2,20 @@
 #include <vantry_util/CKrvSettingDoc.h>
 
 #include <charconv>
-#include <fstream>
-#include <limits>
 
 #include <boost/filesystem/operations.hpp>
-#include <boost/property_tree/ini_parser.hpp>
 #include <boost/property_tree/ptree.hpp>
 
 #include <vantry_util/KrvBaseException.h>
+#include <vantry_util/KrvLogger.h>
+
+#include "KrvIniFile.h"
 
 namespace {
 
-// The line of `key` inside `[section]`, for error messages (0 when not found).
-std::uint64_t lineOf(const std::string& file, const std::string& section, const std::string& key) {
-    std::ifstream in(file);
-    std::string line, current;
-    for (std::uint64_t number = 1; std::getline(in, line); ++number) {
-        const auto first = line.find_first_not_of(" \t");
-        if (first == std::string::npos) continue;
-        if (line[first] == '[') {
-            current = line.substr(first + 1, line.find(']') - first - 1);
-        } else if (current == section && line.compare(first, key.size(), key) == 0) {
-            return number;
-        }
-    }
-    return 0;
-}
-
 [[noreturn]] void badValue(const std::string& file, const std::string& section, const std::string& key,
                            const std::string& text, const char* expected) {
-    const std::uint64_t line = lineOf(file, section, key);
+    const std::uint64_t line = krv_detail::iniLineOf(file, section, key);
     throw KrvBaseException("Invalid setting in " + file + " line " + std::to_string(line) + ": [" + section + "] " +
                                key + " = \"" + text + "\" is not " + expected,
                            file, line);
@@ -89,21 +73,16 @@ void CKrvSettingDoc::init(const CKrvString& appName, bool readSettingsFile, cons
     if (!boost::filesystem::is_regular_file(path, ec)) return;
     m_file = path.string();
 
-    boost::property_tree::ptree tree;
-    try {
-        boost::property_tree::ini_parser::read_ini(m_file, tree);
-    } catch (const boost::property_tree::ini_parser_error& e) {
-        throw KrvBaseException("Malformed settings file " + e.filename() + " line " + std::to_string(e.line()) +
-                                   ": " + e.message(),
-                               e.filename(), e.line());
-    }
+    const boost::property_tree::ptree tree = krv_detail::readIniFile(m_file, "settings file");
     m_maxMemory = readNumber<std::uint64_t>(tree, m_file, "Memory", "MaximumAmount", 0,
                                             "a number of bytes from 0 to 18446744073709551615");
     m_flags = readNumber<std::uint32_t>(tree, m_file, "Options", "Flags", 0, "a 32-bit unsigned number");
     m_progress = readNumber<int>(tree, m_file, "Progress", "Enabled", 1, "a whole number");
+    const std::string level = tree.get<std::string>("Logging.Level", "Info");
+    if (parseKrvLogLevel(level) < 0)
+        badValue(m_file, "Logging", "Level", level, "a log level (Debug, Info, Warn, Error, Off or a number)");
     KrvSettingApp::getInstance().set(resolved(folder, tree.get<std::string>("Logging.Configuration", "")),
-                                     resolved(folder, tree.get<std::string>("Logging.Folder", "")),
-                                     tree.get<std::string>("Logging.Level", "Info"));
+                                     resolved(folder, tree.get<std::string>("Logging.Folder", "")), level);
 }
 
 KrvSettingApp& KrvSettingApp::getInstance() {

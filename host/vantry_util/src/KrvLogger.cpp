@@ -5,22 +5,23 @@
 #include <algorithm>
 #include <cctype>
 #include <charconv>
-#include <filesystem>
 #include <iostream>
 #include <mutex>
+#include <stdexcept>
 #include <unordered_map>
 #include <vector>
 
-#include <boost/property_tree/ini_parser.hpp>
 #include <boost/property_tree/ptree.hpp>
 #include <spdlog/details/log_msg.h>
 #include <spdlog/pattern_formatter.h>
-#include <spdlog/sinks/rotating_file_sink.h>
 #include <spdlog/sinks/stdout_sinks.h>
 
 #include <vantry_util/CKrvSettingDoc.h>
 #include <vantry_util/KrvBaseException.h>
 #include <vantry_util/KrvUtil.h>
+
+#include "KrvIniFile.h"
+#include "KrvMainLogFile.h"
 
 namespace krv_detail {
 
@@ -52,7 +53,9 @@ spdlog::level::level_enum toSpdlog(KrvLoggerLevel level) {
     }
 }
 
-// Forwards suite log lines to one spdlog sink, from a threshold on.
+// Forwards suite log lines to one spdlog sink, from a threshold on. A sink that fails (a file
+// that can't be written or safely reopened by the rotation) is given up: the caller's work goes
+// on, and standard error says why once.
 class SpdlogSink : public KrvLogSink {
 public:
     SpdlogSink(std::shared_ptr<spdlog::sinks::sink> sink, int threshold)
@@ -60,17 +63,23 @@ public:
         m_sink->set_formatter(std::make_unique<spdlog::pattern_formatter>(kLinePattern));
     }
     void write(const KrvLogRecord& r) override {
-        if (static_cast<int>(r.level) < m_threshold.load()) return;
+        if (static_cast<int>(r.level) < m_threshold.load() || m_failed) return;
         const spdlog::details::log_msg msg(spdlog::source_loc{r.file, r.line, ""}, r.logger, toSpdlog(r.level),
                                            r.message);
-        m_sink->log(msg);
-        if (r.level >= KrvLoggerLevel::Warn) m_sink->flush();
+        try {
+            m_sink->log(msg);
+            if (r.level >= KrvLoggerLevel::Warn) m_sink->flush();
+        } catch (const std::exception& e) {
+            m_failed = true;  // under the sinks' lock
+            std::cerr << "Korvane: a log sink stopped: " << e.what() << '\n';
+        }
     }
     void setThreshold(int level) { m_threshold.store(level); }
 
 private:
     std::shared_ptr<spdlog::sinks::sink> m_sink;
     std::atomic<int> m_threshold;
+    bool m_failed = false;
 };
 
 struct Hierarchy {
@@ -222,19 +231,19 @@ void initKrvMainLogger(const char* name) {
         folder = h.logFolder;
     }
     if (folder.empty()) folder = KrvSettingApp::getInstance().getLogFolder();
-    std::error_code ec;
-    if (folder.empty()) folder = (std::filesystem::temp_directory_path(ec) / "korvane").string();
+    if (folder.empty()) folder = krv_detail::defaultLogFolder();
     const std::string file = (name && *name) ? name : "Korvane.log";
-    const std::filesystem::path path = std::filesystem::path(folder) / file;
     std::shared_ptr<SpdlogSink> sink;
     try {
-        std::filesystem::create_directories(path.parent_path(), ec);
-        sink = std::make_shared<SpdlogSink>(
-            std::make_shared<spdlog::sinks::rotating_file_sink_mt>(path.string(), kMainLogBytes, kMainLogFiles),
-            static_cast<int>(KrvLoggerLevel::Debug));
+        if (folder.empty()) throw std::runtime_error("no home folder is known");
+        sink = std::make_shared<SpdlogSink>(krv_detail::openMainLogFile(folder, file, kMainLogBytes, kMainLogFiles),
+                                            static_cast<int>(KrvLoggerLevel::Debug));
     } catch (const std::exception& e) {
-        // The suite works on without its file; the console says why.
-        std::cerr << "Korvane: can't open the main log file " << path.string() << ": " << e.what() << '\n';
+        // The suite works on without its file; standard error and the other sinks say why.
+        const std::string why = "Can't open the main log file " + file + " in " + folder + ": " + e.what();
+        std::cerr << "Korvane: " << why << '\n';
+        const KrvLogger& base = getKrvBaseLogger();
+        if (base.isEnabledFor(KrvLoggerLevel::Error)) base.forcedLog(KrvLoggerLevel::Error, why, __FILE__, __LINE__);
         return;
     }
     std::lock_guard<std::mutex> lock(h.sinksMutex);
@@ -245,15 +254,16 @@ void initKrvMainLogger(const char* name) {
 
 namespace {
 
-[[noreturn]] void badLevel(const std::string& file, const std::string& what, const std::string& text) {
-    throw KrvBaseException("Invalid log level \"" + text + "\" for " + what + (file.empty() ? "" : " in " + file),
-                           file, 0);
-}
-
-int requireLevel(const std::string& text, const std::string& what, const std::string& file) {
+// The level named by `text`; a KrvBaseException naming `what`, and when the text comes from the
+// configuration file, the file and the line of `key` in `[section]`.
+int requireLevel(const std::string& text, const std::string& what, const std::string& file = std::string(),
+                 const std::string& section = std::string(), const std::string& key = std::string()) {
     const int level = parseKrvLogLevel(text);
-    if (level < 0) badLevel(file, what, text);
-    return level;
+    if (level >= 0) return level;
+    const std::string message = "Invalid log level \"" + text + "\" for " + what;
+    if (file.empty()) throw KrvBaseException(message, file, 0);
+    const std::uint64_t line = krv_detail::iniLineOf(file, section, key);
+    throw KrvBaseException(message + " in " + file + " line " + std::to_string(line), file, line);
 }
 
 }  // namespace
@@ -264,26 +274,20 @@ void initKrvLoggers(const std::string& configFile, const std::string& logFolder,
         std::lock_guard<std::mutex> lock(h.sinksMutex);
         h.logFolder = logFolder;
     }
-    getKrvBaseLogger().setLogLevel(requireLevel(defaultLevel.empty() ? "Info" : defaultLevel, "the base logger", ""));
+    getKrvBaseLogger().setLogLevel(requireLevel(defaultLevel.empty() ? "Info" : defaultLevel, "the base logger"));
     if (configFile.empty()) return;
 
-    boost::property_tree::ptree tree;
-    try {
-        boost::property_tree::ini_parser::read_ini(configFile, tree);
-    } catch (const boost::property_tree::ini_parser_error& e) {
-        throw KrvBaseException("Malformed logger configuration " + e.filename() + " line " +
-                                   std::to_string(e.line()) + ": " + e.message(),
-                               e.filename(), e.line());
-    }
+    const boost::property_tree::ptree tree = krv_detail::readIniFile(configFile, "logger configuration");
     if (const auto levels = tree.get_child_optional("Levels")) {
         for (const auto& entry : *levels) {
             const std::string& loggerName = entry.first;
-            const int level = requireLevel(entry.second.data(), "logger " + loggerName, configFile);
+            const int level =
+                requireLevel(entry.second.data(), "logger " + loggerName, configFile, "Levels", loggerName);
             KrvLogger(loggerName).setLogLevel(level);
         }
     }
     if (const auto console = tree.get_optional<std::string>("Console.Level"))
-        setKrvConsoleLevel(requireLevel(*console, "the console", configFile));
+        setKrvConsoleLevel(requireLevel(*console, "the console", configFile, "Console", "Level"));
 }
 
 namespace KrvUtil {

@@ -24,11 +24,12 @@ static_assert(offsetof(MsrInfo, hasParams) == 24, "accepts-parameters flag at by
 
 // Fills `info` for the native measure `name` and hands back in `*values` a malloc'ed copy of its
 // current values (null when it has none); the caller frees it. `message` is not used. 0 when
-// found, non-zero for an unknown name or a null argument.
+// found, non-zero for an unknown name or a null argument, and while the access layer is closed
+// (Error "the suite is not started").
 int IpIndGetMsrInfo(const char* name, MsrInfo* info, float** values, const char* message);
 
 // Checks `info->nbParams` values against the measure's rules and makes them its current values;
-// 0 when accepted, non-zero when refused (nothing changed).
+// 0 when accepted, non-zero when refused (nothing changed) or while the access layer is closed.
 int IpIndSetMsrInfo(const char* name, MsrInfo* info, float* values);
 
 // n directions spread as evenly as the suite can over the half sphere: `first` gets azimuths in

@@ -40,7 +40,7 @@ public:
     CDatFlr* AddFlr(CKrvString& name);
     // 1 when the filter was removed, 0 when there is none of that name.
     int RemoveFlr(const CKrvString& name);
-    // Removes every filter; 1.
+    // Removes every filter; 1 (0 when the suite is stopped).
     int RemoveAll();
 };
 

@@ -52,7 +52,7 @@ private:
 
 class CDatSegHandler : public CKrvHandler {
 public:
-    // Exists while the data service runs; null otherwise.
+    // The running store while the data service runs; the stopped handler otherwise.
     static CDatSegHandler* m_pInstance;
 
     // A new object without chains; null (nothing changed) when the name is invalid or used.

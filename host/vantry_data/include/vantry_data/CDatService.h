@@ -47,13 +47,30 @@ struct KrvHandlerRegistration {
     explicit KrvHandlerRegistration(KrvHandlerLifetime lifetime) { CDatService::RegisterHandler(lifetime); }
 };
 
-// The lifetime of a handler that is a plain singleton behind its static m_pInstance.
+// The handler m_pInstance points to while the data service is not running: empty, refusing every
+// operation; made on first use and never destroyed, so that a call at any time finds it.
 template <class Handler>
+Handler* krvStoppedHandler() {
+    static Handler* const stopped = [] {
+        auto* handler = new Handler();
+        handler->SetStopped();
+        return handler;
+    }();
+    return stopped;
+}
+
+// The lifetime of a handler that is a singleton behind its static m_pInstance: a new handler
+// while the service runs (`Fill` prepares it), the stopped one otherwise.
+template <class Handler, void (*Fill)(Handler&) = nullptr>
 KrvHandlerLifetime krvSingletonLifetime() {
-    return {[] { Handler::m_pInstance = new Handler(); },
+    return {[] {
+                auto* handler = new Handler();
+                Handler::m_pInstance = handler;
+                if constexpr (Fill != nullptr) Fill(*handler);
+            },
             []() noexcept {
-                delete Handler::m_pInstance;
-                Handler::m_pInstance = nullptr;
+                if (!Handler::m_pInstance->IsStopped()) delete Handler::m_pInstance;
+                Handler::m_pInstance = krvStoppedHandler<Handler>();
             }};
 }
 

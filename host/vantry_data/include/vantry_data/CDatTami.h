@@ -29,7 +29,7 @@ private:
 
 class CDatTamiHandler : public CKrvHandler {
 public:
-    // Exists while the data service runs; null otherwise.
+    // The running store while the data service runs; the stopped handler otherwise.
     static CDatTamiHandler* m_pInstance;
 
     // A new, empty sieve; null (nothing changed) when the name is invalid or already used.

@@ -14,7 +14,7 @@ struct MeasureInfo {
 };
 
 // Fills `info` for the native or user measure `name`; false (and `info` unchanged) when there is
-// none of that name.
+// none of that name, or the suite is stopped (Error "the suite is not started").
 bool findMsrInfo(const std::string& name, MeasureInfo& info);
 
 #pragma GCC visibility pop

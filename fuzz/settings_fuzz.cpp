@@ -1,0 +1,80 @@
+// Fuzzes the readers of the suite's two INI files: the input becomes both the settings file and
+// the logger configuration file. Each must be read or refused with a KrvBaseException that names
+// that file and a line of it (a refused value: the very line of its key).
+#include <cstdint>
+#include <cstdlib>
+#include <fstream>
+#include <string>
+#include <string_view>
+
+#include <unistd.h>
+
+#include <vantry_util/CKrvSettingDoc.h>
+#include <vantry_util/KrvBaseException.h>
+#include <vantry_util/KrvLogger.h>
+#include <vantry_util/KrvUtil.h>
+
+namespace {
+
+std::string g_folder;
+
+void removeFolder() {
+    for (const char* name : {"/Tarsel.ini", "/logging.ini"}) ::unlink((g_folder + name).c_str());
+    ::rmdir(g_folder.c_str());
+}
+
+std::uint64_t lineCount(std::string_view text) {
+    std::uint64_t lines = 1;
+    for (const char c : text) lines += c == '\n';
+    return lines;
+}
+
+bool startsWith(const std::string& text, const char* prefix) { return text.rfind(prefix, 0) == 0; }
+
+// A refusal names the file, a line within it, and (for a refused value) the line of its key.
+void checkRefusal(const KrvBaseException& e, const std::string& file, std::uint64_t lines) {
+    if (e.getFile() != file || e.getLine() > lines) std::abort();
+    if ((startsWith(e.getMessage(), "Invalid setting") || startsWith(e.getMessage(), "Invalid log level")) &&
+        e.getLine() == 0)
+        std::abort();
+}
+
+void write(const std::string& file, std::string_view text) {
+    std::ofstream out(file, std::ios::binary | std::ios::trunc);
+    out.write(text.data(), static_cast<std::streamsize>(text.size()));
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+    char folder[] = "/tmp/korvane-settings-fuzz-XXXXXX";
+    if (::mkdtemp(folder) == nullptr) std::abort();
+    g_folder = folder;
+    std::atexit(&removeFolder);
+    setKrvConsoleLevel(static_cast<int>(KrvLoggerLevel::Off));
+    return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    const std::string_view text(reinterpret_cast<const char*>(data), size);
+    const std::uint64_t lines = lineCount(text);
+
+    const std::string settings = g_folder + "/Tarsel.ini";
+    write(settings, text);
+    try {
+        CKrvSettingDoc::getInstance().init("Tarsel", true, g_folder);
+        if (CKrvSettingDoc::getInstance().getFileName() != settings) std::abort();
+    } catch (const KrvBaseException& e) {
+        checkRefusal(e, settings, lines);
+    }
+
+    const std::string logging = g_folder + "/logging.ini";
+    write(logging, text);
+    try {
+        initKrvLoggers(logging, "", "Info");
+    } catch (const KrvBaseException& e) {
+        checkRefusal(e, logging, lines);
+    }
+    KrvUtil::finish();
+    return 0;
+}
