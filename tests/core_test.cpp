@@ -335,12 +335,12 @@ TEST_F(LifecycleTest, MainLogOpensOnlyWhenTheClientSetUpNoLogging) {
     EXPECT_FALSE(isMainLogFileCreated());
     endKorvaneAPI();
 
-    initKrvMainLogger((folder + "/client.log").c_str());
+    initKrvMainLogger("client.log");  // the client's own main log, in the log folder
     initKorvaneAPI(folder.c_str());
     EXPECT_TRUE(isMainLogFileCreated());
     EXPECT_FALSE(boost::filesystem::exists(suiteLog));
     endKorvaneAPI();
-    EXPECT_TRUE(boost::filesystem::exists(folder + "/client.log"));
+    EXPECT_TRUE(boost::filesystem::exists(folder + "/log/client.log"));
 }
 
 TEST_F(LifecycleTest, MemoryLimitIsSignExtendedAndReadAsItsLow32Bits) {
