@@ -1,7 +1,6 @@
 // User measures, measure parameters and Feret 3-D directions over the stand-alone suite, with
 // every failure answer of the host produced through its fault points.
 #include <cmath>
-#include <fstream>
 #include <string>
 #include <vector>
 
@@ -28,16 +27,8 @@ const char* const kFile = "src/MeasureInterface.cpp";
 class Measures : public kapitest::AfterStartUpTest {
 protected:
     static int line(const std::string& snippet) { return sourceLine(kFile, snippet); }
-    // The first line holding `snippet` after the line holding `anchor`: for a text that several
-    // functions log alike.
     static int lineAfter(const std::string& anchor, const std::string& snippet) {
-        const std::string self = __FILE__;
-        std::ifstream source(self.substr(0, self.rfind("tests/")) + kFile);
-        std::string text;
-        for (int number = 1, from = line(anchor); std::getline(source, text); ++number)
-            if (number > from && text.find(snippet) != std::string::npos) return number;
-        ADD_FAILURE() << snippet << " after " << anchor;
-        return 0;
+        return kapitest::sourceLineAfter(kFile, anchor, snippet);
     }
     static CDatUsrMeasure* user(const std::string& name) { return CDatAnlHandler::m_pInstance->GetUsrMsr(name); }
     int errors() const {

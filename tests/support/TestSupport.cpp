@@ -70,6 +70,15 @@ int sourceLine(const std::string& fileTail, const std::string& snippet) {
     return found;
 }
 
+int sourceLineAfter(const std::string& fileTail, const std::string& anchor, const std::string& snippet) {
+    std::ifstream source(std::string(KORVANE_SOURCE_DIR) + "/" + fileTail);
+    std::string text;
+    for (int number = 1, from = sourceLine(fileTail, anchor); std::getline(source, text); ++number)
+        if (number > from && text.find(snippet) != std::string::npos) return number;
+    ADD_FAILURE() << snippet << " after " << anchor;
+    return 0;
+}
+
 std::string makeSettingsFolder(const std::string& extra) {
     static std::atomic<int> counter{0};
     const boost::filesystem::path folder = boost::filesystem::temp_directory_path() /

@@ -47,6 +47,9 @@ void expectLogLine(const LogCapture& capture, KrvLoggerLevel level, const std::s
 // that holds `snippet`; fails the test unless exactly one line does. Lets a test hold a log line
 // to the statement that writes it without restating the number.
 int sourceLine(const std::string& fileTail, const std::string& snippet);
+// The first line holding `snippet` below the line holding `anchor`: for a text that several
+// functions log alike.
+int sourceLineAfter(const std::string& fileTail, const std::string& anchor, const std::string& snippet);
 
 // A fresh folder with Tarsel.ini asking for Debug lines and a log folder inside it; `extra` is
 // appended to the settings file. Removed by the fixture.
