@@ -16,6 +16,9 @@ notices is a survivor: a missing test, or an equivalent mutant to list in docs/r
                                            run one mutant and show the failing tests' output
   scripts/mutate.py --jobs 2               two mirrors side by side
   scripts/mutate.py --resume               skip mutants whose result build/mutate/results.jsonl holds
+  scripts/mutate.py --killed-by lut_test   rerun the mutants lut_test killed last time (after folding it)
+  scripts/mutate.py --killed-by SURVIVED   rerun the last run's survivors (after adding tests)
+  scripts/mutate.py --report               survivors and score from the latest result of each mutant
 
 Python 3 standard library only.
 """
@@ -359,6 +362,29 @@ def load_done(tree_signature):
     return done
 
 
+def latest_results():
+    latest = {}
+    if RESULTS.exists():
+        for line in RESULTS.read_text().splitlines():
+            record = json.loads(line)
+            latest[(record["id"], record["original"], record["replacement"])] = record
+    return latest
+
+
+def killed_by(mutants, test):
+    """The mutants whose latest recorded result names `test` as their killer ("SURVIVED": the
+    latest survivors)."""
+    latest = latest_results()
+
+    def last(m):
+        record = latest.get((m.id, m.original, m.replacement))
+        if record is None:
+            return ""
+        return "SURVIVED" if record["fate"] == "survived" else record["by"].split(" ")[0]
+
+    return [m for m in mutants if last(m) == test]
+
+
 def describe(mutant):
     first = mutant.original.strip().splitlines()[0] if mutant.original.strip() else ""
     return f"{mutant.file}:{mutant.line}: {mutant.operator}: {first.strip()}"
@@ -417,6 +443,11 @@ def main():
     parser.add_argument("--id", help="run this one mutant (FILE:N as --list prints it) and show the failing test")
     parser.add_argument("--jobs", type=int, default=1, help="mirrors building and testing side by side")
     parser.add_argument("--resume", action="store_true", help="reuse results of an earlier run over the same tree")
+    parser.add_argument("--killed-by", metavar="TEST",
+                        help="only the mutants that TEST killed in the last recorded run: after folding or "
+                             "removing cases of TEST, shows whether another test still kills them")
+    parser.add_argument("--report", action="store_true",
+                        help="the survivors and score from the latest recorded result of each mutant, no run")
     options = parser.parse_args()
 
     files = source_files(options.files)
@@ -424,10 +455,17 @@ def main():
         name = options.id.split(":")[0]
         files = [f for f in source_files([]) if Path(f).name == name]
     mutants = [m for f in files for m in mutants_of(f)]
+    if options.killed_by:
+        mutants = killed_by(mutants, options.killed_by)
     if options.id:
         mutants = [m for m in mutants if m.id == options.id]
         if not mutants:
             sys.exit(f"no mutant {options.id}")
+    if options.report:
+        latest = latest_results()
+        report([latest[(m.id, m.original, m.replacement)] for m in mutants
+                if (m.id, m.original, m.replacement) in latest])
+        return
     if options.list:
         for m in mutants:
             print(f"{m.id:28} {describe(m)}  =>  {m.replacement.strip() or '(deleted)'}")

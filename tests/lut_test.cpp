@@ -47,6 +47,9 @@ TEST_F(LutTest, PlainTablesKeepACopyOfTheirValues) {
     expectLogLine(*log, Level::Debug, "Creating lut grey with 5 values", kLut, line("\"Creating lut \""));
     values[0] = 99;
     EXPECT_EQ(getLutValues("grey"), (Ints{0, -5, INT_MAX, INT_MIN, 7}));
+    std::vector<CKrvString> plain;  // stored under the suite's type code of plain tables
+    CDatMorphoLutHandler::m_pInstance->GetLutList(plain, CDatMorphoLut::kPlain);
+    EXPECT_EQ(plain.size(), 1u);
     EXPECT_EQ(KrvMemoryBudget::used(), 5 * sizeof(int));
 
     ASSERT_TRUE(createLut("none", {}));
