@@ -12,8 +12,8 @@ notices is a survivor: a missing test, or an equivalent mutant to list in docs/r
   scripts/mutate.py                        every mutant of every file of src/
   scripts/mutate.py src/LutInterface.cpp   the mutants of some files
   scripts/mutate.py --list [FILES]         print the mutants without running them
-  scripts/mutate.py --id LutInterface.cpp:12 [--keep]
-                                           run one mutant and show the failing tests' output
+  scripts/mutate.py --id LutInterface.cpp:12
+                                           run one mutant and show the failing test's output
   scripts/mutate.py --jobs 2               two mirrors side by side
   scripts/mutate.py --resume               skip mutants whose result build/mutate/results.jsonl holds
   scripts/mutate.py --killed-by lut_test   rerun the mutants lut_test killed last time (after folding it)
@@ -76,6 +76,7 @@ class Mutant:
     id: str          # "LutInterface.cpp:12": the file and the mutant's number in it
     file: str        # path under the repository, "src/LutInterface.cpp"
     line: int        # first line changed, 1-based
+    column: int      # where the change starts in that line, 0-based
     operator: str    # "==/!=", "delete", "swap", "level Warn/Error", ...
     original: str    # the text replaced, lines joined by "\n"
     replacement: str
@@ -237,13 +238,14 @@ def mutants_of(path):
     spots = sorted(token_mutants(text, code, starts) + statement_mutants(text, code, starts),
                    key=lambda spot: (spot[3], spot[0], spot[4]))
     name = Path(path).name
-    return [Mutant(f"{name}:{n}", path, line, label, text[start:end], new)
+    return [Mutant(f"{name}:{n}", path, line, start - starts[line - 1], label, text[start:end], new)
             for n, (start, end, new, line, label) in enumerate(spots, 1)]
 
 
 def apply(mutant, text):
-    code_start = text.index(mutant.original, line_starts(text)[mutant.line - 1])
-    return text[:code_start] + mutant.replacement + text[code_start + len(mutant.original):]
+    start = line_starts(text)[mutant.line - 1] + mutant.column
+    assert text[start:start + len(mutant.original)] == mutant.original, mutant.id
+    return text[:start] + mutant.replacement + text[start + len(mutant.original):]
 
 
 def source_files(arguments):
@@ -440,7 +442,8 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("files", nargs="*", help="files of src/ to mutate (default: all)")
     parser.add_argument("--list", action="store_true", help="print the mutants without running them")
-    parser.add_argument("--id", help="run this one mutant (FILE:N as --list prints it) and show the failing test")
+    parser.add_argument("--id", help="run this mutant (FILE:N as --list prints it) and show the failing test's "
+                                     "output; several, comma-separated, run as a batch")
     parser.add_argument("--jobs", type=int, default=1, help="mirrors building and testing side by side")
     parser.add_argument("--resume", action="store_true", help="reuse results of an earlier run over the same tree")
     parser.add_argument("--killed-by", metavar="TEST",
@@ -451,15 +454,16 @@ def main():
     options = parser.parse_args()
 
     files = source_files(options.files)
-    if options.id:
-        name = options.id.split(":")[0]
-        files = [f for f in source_files([]) if Path(f).name == name]
+    ids = options.id.split(",") if options.id else []
+    if ids:
+        names = {i.split(":")[0] for i in ids}
+        files = [f for f in source_files([]) if Path(f).name in names]
     mutants = [m for f in files for m in mutants_of(f)]
     if options.killed_by:
         mutants = killed_by(mutants, options.killed_by)
-    if options.id:
-        mutants = [m for m in mutants if m.id == options.id]
-        if not mutants:
+    if ids:
+        mutants = [m for m in mutants if m.id in ids]
+        if len(mutants) != len(ids):
             sys.exit(f"no mutant {options.id}")
     if options.report:
         latest = latest_results()
@@ -471,7 +475,7 @@ def main():
             print(f"{m.id:28} {describe(m)}  =>  {m.replacement.strip() or '(deleted)'}")
         print(f"{len(mutants)} mutants")
         return
-    if options.id:
+    if len(ids) == 1:
         mirror = Mirror(0)
         mirror.prepare(tests_for(Path(mutants[0].file).name))
         print(describe(mutants[0]), "=>", mutants[0].replacement.strip() or "(deleted)")
