@@ -1,7 +1,11 @@
 // Start-up, shut-down, the exception and the memory functions over the stand-alone suite.
 #include <cmath>
 #include <cstdint>
+#include <clocale>
+#include <cstdlib>
 #include <fstream>
+#include <locale>
+#include <map>
 #include <sstream>
 #include <string>
 
@@ -36,6 +40,7 @@ protected:
     }
     void TearDown() override {
         KrvFault::reset();
+        kapitest::expectLinesNameTheirStatements(*log);
         log->uninstall();
         kapitest::removeFolder(folder);
     }
@@ -43,8 +48,22 @@ protected:
     std::string folder;
 };
 
+// The settings' embedded switch as each log line is written, to see which step set it.
+struct EmbeddedSwitchAtEachLine : KrvLogSink {
+    std::map<std::string, bool> seen;
+    void write(const KrvLogRecord& record) override {
+        seen[record.message] = CKrvSettingDoc::getInstance().isEmbedded();
+    }
+};
+
 TEST_F(LifecycleTest, StartAndStopLogEveryStepOnItsLine) {
+    auto embedded = std::make_shared<EmbeddedSwitchAtEachLine>();
+    addKrvLogSink(embedded);
     initKorvaneAPI(folder.c_str());
+    removeKrvLogSink(embedded);
+    // The settings start with the switch off; start-up turns it on once the loggers are up.
+    EXPECT_FALSE(embedded->seen.at("Settings initialization done"));
+    EXPECT_TRUE(embedded->seen.at("Access library initialization..."));
 
     expectLogLine(*log, Level::Info, "Initializing KorvaneAPI", kCore, 70);
     expectLogLine(*log, Level::Info, std::string(23, '-'), kCore, 71);
@@ -245,8 +264,10 @@ TEST(LoggerTest, OneChildOfTheBaseLoggerUsableBeforeStartUp) {
 
 }  // namespace
 
-// A log line is built without a stream; each piece must read as a stream would print it.
-TEST(CallFrameTest, LinePiecesPrintAsAStreamPrintsThem) {
+namespace {
+
+// The pieces of a line of every kind, built by the frame and by a fresh string stream.
+void expectLineAsAFreshStreamWritesIt() {
     std::ostringstream stream;
     const std::string name = "seg";
     const CKrvString hostName("host");
@@ -259,5 +280,65 @@ TEST(CallFrameTest, LinePiecesPrintAsAStreamPrintsThem) {
         stream << '|' << v;
         built += kapi::joined('|', v);
     }
+    stream << '|' << 4300 << '|' << -1234567 << '|' << 1234.5f << '|' << 0.5;
+    built += kapi::joined('|', 4300, '|', -1234567, '|', 1234.5f, '|', 0.5);
     EXPECT_EQ(built, stream.str());
+}
+
+// Digits grouped by threes with a comma, a decimal comma: what a client's locale may ask for.
+struct GroupingComma : std::numpunct<char> {
+    char do_thousands_sep() const override { return ','; }
+    std::string do_grouping() const override { return "\3"; }
+};
+struct DecimalComma : std::numpunct<char> {
+    char do_decimal_point() const override { return ','; }
+    char do_thousands_sep() const override { return '.'; }
+    std::string do_grouping() const override { return "\3"; }
+};
+
+// Sets the global C++ locale for one scope.
+struct GlobalLocale {
+    explicit GlobalLocale(const std::locale& locale) : previous(std::locale::global(locale)) {}
+    ~GlobalLocale() { std::locale::global(previous); }
+    std::locale previous;
+};
+
+}  // namespace
+
+// A log line is what a fresh string stream writes, under the client's global C++ locale.
+TEST(CallFrameTest, LinePiecesPrintAsAFreshStreamPrintsThem) {
+    expectLineAsAFreshStreamWritesIt();
+    {
+        GlobalLocale grouping(std::locale(std::locale::classic(), new GroupingComma));
+        EXPECT_EQ(kapi::joined("messageId = ", 4300), "messageId = 4,300");
+        expectLineAsAFreshStreamWritesIt();
+    }
+    {
+        GlobalLocale decimalComma(std::locale(std::locale::classic(), new DecimalComma));
+        EXPECT_EQ(kapi::joined(0.5, ' ', 1234567.0f), "0,5 1,23457e+06");
+        expectLineAsAFreshStreamWritesIt();
+    }
+    EXPECT_EQ(kapi::joined(0.5, ' ', 4300), "0.5 4300");
+}
+
+// The C library's locale (setlocale) is not the stream's: a decimal comma there changes nothing.
+TEST(CallFrameTest, TheCLocaleLeavesLinesAsTheyAre) {
+    const std::string folder = kapitest::makeSettingsFolder();
+    const std::string command = "localedef -i de_DE -f UTF-8 " + folder + "/de_DE.UTF-8 >/dev/null 2>&1";
+    if (std::system(command.c_str()) != 0) {
+        kapitest::removeFolder(folder);
+        GTEST_SKIP() << "localedef could not make a de_DE locale here";
+    }
+    setenv("LOCPATH", folder.c_str(), 1);
+    const std::string previous = std::setlocale(LC_ALL, nullptr);
+    const bool madeGerman = std::setlocale(LC_ALL, "de_DE.UTF-8") != nullptr;
+    if (madeGerman) {
+        EXPECT_EQ(std::localeconv()->decimal_point, std::string(","));
+        EXPECT_EQ(kapi::joined("value ", 0.5, ' ', 1234.5f, ' ', 4300), "value 0.5 1234.5 4300");
+        expectLineAsAFreshStreamWritesIt();
+    }
+    std::setlocale(LC_ALL, previous.c_str());
+    unsetenv("LOCPATH");
+    kapitest::removeFolder(folder);
+    if (!madeGerman) GTEST_SKIP() << "the generated de_DE locale could not be set";
 }

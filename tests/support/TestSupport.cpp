@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <fstream>
+#include <map>
 
 #include <boost/filesystem.hpp>
 
@@ -79,6 +80,26 @@ int sourceLineAfter(const std::string& fileTail, const std::string& anchor, cons
     return 0;
 }
 
+void expectLinesNameTheirStatements(const LogCapture& capture) {
+    static std::map<std::string, std::vector<std::string>> sources;
+    for (const LogLine& logged : capture.lines()) {
+        if (logged.logger != "Korvane.KorvaneAPI") continue;
+        std::vector<std::string>& source = sources[logged.file];
+        if (source.empty()) {
+            // The build names sources relative to its folder ("../../src/..."); read the checkout's.
+            std::string path = logged.file;
+            while (path.compare(0, 3, "../") == 0) path.erase(0, 3);
+            std::ifstream in(path.front() == '/' ? path : std::string(KORVANE_SOURCE_DIR) + "/" + path);
+            for (std::string text; std::getline(in, text);) source.push_back(text);
+        }
+        const bool inFile = logged.line >= 1 && static_cast<std::size_t>(logged.line) <= source.size();
+        const std::string text = inFile ? source[static_cast<std::size_t>(logged.line) - 1] : "";
+        const auto holds = [&text](const char* statement) { return text.find(statement) != std::string::npos; };
+        EXPECT_TRUE(holds("KAPI_LOG(") || holds("KAPI_FAILURE(") || holds("KAPI_COPY_NAMES("))
+            << logged.file << ":" << logged.line << " logged \"" << logged.message << "\" but holds: " << text;
+    }
+}
+
 std::string makeSettingsFolder(const std::string& extra) {
     static std::atomic<int> counter{0};
     const boost::filesystem::path folder = boost::filesystem::temp_directory_path() /
@@ -104,6 +125,7 @@ void SuiteTest::SetUp() {
 void SuiteTest::TearDown() {
     KrvFault::reset();
     endKorvaneAPI();
+    expectLinesNameTheirStatements(*log);
     log->uninstall();
     removeFolder(folder);
 }

@@ -51,6 +51,11 @@ int sourceLine(const std::string& fileTail, const std::string& snippet);
 // functions log alike.
 int sourceLineAfter(const std::string& fileTail, const std::string& anchor, const std::string& snippet);
 
+// Every line the library logged names the line of the statement that logs it: the source file
+// holds a logging statement (KAPI_LOG, KAPI_FAILURE, or KAPI_COPY_NAMES for a name list) at
+// each logged line.
+void expectLinesNameTheirStatements(const LogCapture& capture);
+
 // A fresh folder with Tarsel.ini asking for Debug lines and a log folder inside it; `extra` is
 // appended to the settings file. Removed by the fixture.
 std::string makeSettingsFolder(const std::string& extra = "");
