@@ -283,9 +283,14 @@ def sync_mirror(mirror):
         tests_cmake.write_text(pristine)
 
 
+# Some tests read a logged line's source file through the path the compiler gave it: the mirror's
+# builds keep absolute paths (a compiler cache told to relativise them is told not to).
+BUILD_ENVIRONMENT = {name: value for name, value in os.environ.items() if name != "CCACHE_BASEDIR"}
+
+
 def run(command, cwd=None, timeout=None):
     return subprocess.run(command, cwd=cwd, timeout=timeout, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
-                          text=True, errors="replace")
+                          text=True, errors="replace", env=BUILD_ENVIRONMENT)
 
 
 class Mirror:
@@ -373,18 +378,19 @@ def latest_results():
     return latest
 
 
-def killed_by(mutants, test):
-    """The mutants whose latest recorded result names `test` as their killer ("SURVIVED": the
-    latest survivors)."""
+def killed_by(mutants, tests):
+    """The mutants whose latest recorded result names one of `tests` (comma-separated) as their
+    killer; SURVIVED and UNCOMPILABLE name the latest survivors and the mutants that did not build."""
     latest = latest_results()
+    wanted = set(tests.split(","))
 
     def last(m):
         record = latest.get((m.id, m.original, m.replacement))
         if record is None:
             return ""
-        return "SURVIVED" if record["fate"] == "survived" else record["by"].split(" ")[0]
+        return {"survived": "SURVIVED", "uncompilable": "UNCOMPILABLE"}.get(record["fate"], record["by"].split(" ")[0])
 
-    return [m for m in mutants if last(m) == test]
+    return [m for m in mutants if last(m) in wanted]
 
 
 def describe(mutant):
@@ -398,9 +404,11 @@ def run_all(mutants, jobs, tree_signature, resume):
     results = [done[(m.id, m.original, m.replacement)] for m in mutants if (m.id, m.original, m.replacement) in done]
     mirrors = queue.Queue()
     every_test = sorted({t for m in pending for t in tests_for(Path(m.file).name)})
-    for number in range(jobs if pending else 0):
-        mirror = Mirror(number)
-        mirror.prepare(every_test)
+    prepared = [Mirror(number) for number in range(jobs if pending else 0)]
+    with concurrent.futures.ThreadPoolExecutor(max_workers=max(jobs, 1)) as pool:
+        for done in [pool.submit(mirror.prepare, every_test) for mirror in prepared]:
+            done.result()
+    for mirror in prepared:
         mirrors.put(mirror)
     lock = threading.Lock()
 
@@ -430,8 +438,9 @@ def report(results):
     uncompilable = sum(r["fate"] == "uncompilable" for r in results)
     print("\nSurvivors:")
     for r in sorted(survivors, key=lambda r: (r["file"], r["line"])):
-        mutated = r["replacement"].strip() or "(deleted)"
-        print(f"  {r['id']:28} {r['file']}:{r['line']}: {r['operator']}: {r['original'].strip()} => {mutated}")
+        first_line = r["original"].strip().splitlines()[0]
+        mutated = " / ".join(part.strip() for part in r["replacement"].strip().splitlines()) or "(deleted)"
+        print(f"  {r['id']:28} {r['file']}:{r['line']}: {r['operator']}: {first_line} => {mutated}")
     compiled = len(results) - uncompilable
     score = 100.0 * killed / compiled if compiled else 0.0
     print(f"\nScore: {killed}/{compiled} killed ({score:.1f}%), {len(survivors)} survived, "
@@ -446,9 +455,9 @@ def main():
                                      "output; several, comma-separated, run as a batch")
     parser.add_argument("--jobs", type=int, default=1, help="mirrors building and testing side by side")
     parser.add_argument("--resume", action="store_true", help="reuse results of an earlier run over the same tree")
-    parser.add_argument("--killed-by", metavar="TEST",
-                        help="only the mutants that TEST killed in the last recorded run: after folding or "
-                             "removing cases of TEST, shows whether another test still kills them")
+    parser.add_argument("--killed-by", metavar="TEST[,TEST]",
+                        help="only the mutants these tests killed in the latest recorded results (after folding "
+                             "or removing cases of a test: does another still kill them?); SURVIVED, UNCOMPILABLE")
     parser.add_argument("--report", action="store_true",
                         help="the survivors and score from the latest recorded result of each mutant, no run")
     options = parser.parse_args()

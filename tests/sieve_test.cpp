@@ -42,6 +42,7 @@ TEST_F(SieveTest, ValuesComeBackInOrderAndNamesInCreationOrder) {
     const std::vector<float> back = getSieveParams("coarse");
     ASSERT_EQ(back.size(), values.size());
     EXPECT_EQ(std::memcmp(back.data(), values.data(), values.size() * sizeof(float)), 0);
+    EXPECT_EQ(getSieveParams("fine"), std::vector<float>{0.25f});  // one value is not empty
 
     log->clear();
     EXPECT_EQ(getSieveList(), (std::vector<std::string>{"coarse", "fine"}));
