@@ -4,13 +4,13 @@
 #   scripts/dev.sh tour   builds the library and the korvane tool, runs examples/tour.krv
 #   scripts/dev.sh test   builds and runs every test, then again under asan+ubsan, and those of the
 #                         hooks, callbacks and the sampler's threads under tsan,
-#                         and the API fuzzer for a minute
+#                         the API fuzzer for a minute and the script reader's for 20 s
 set -eu
 cd "$(dirname "$0")/.."
 
 BUILD_PACKAGES="build-essential cmake ninja-build pkg-config libboost-dev libboost-filesystem-dev
-  libboost-thread-dev libspdlog-dev libfmt-dev libcli11-dev libedit-dev libqhull-dev"
-TEST_PACKAGES="libgtest-dev libgmock-dev libbenchmark-dev python3 locales"
+  libboost-thread-dev libspdlog-dev libfmt-dev libcli11-dev libedit-dev libqhull-dev nlohmann-json3-dev"
+TEST_PACKAGES="libgtest-dev libgmock-dev libbenchmark-dev python3 python3-jsonschema locales"
 FUZZ_PACKAGES="clang libclang-rt-14-dev"
 TSAN_TESTS="^(CallbacksTest|SegmentTest\\.LongWork|CyclesTest|Repair\\.)"
 
@@ -73,9 +73,12 @@ test)
     ctest --preset tsan -j "$(nproc)" -R "$TSAN_TESTS"
     # The API fuzzer for a minute, from a copy of its corpus (a run adds to the folder it reads).
     cmake --preset fuzz -DKORVANE_BUILD_TESTS=OFF >/dev/null
-    cmake --build --preset fuzz --target korvane_api_fuzz
+    cmake --build --preset fuzz --target korvane_api_fuzz korvane_script_fuzz
     rm -rf build/fuzz/corpus-api && cp -r fuzz/corpus/api build/fuzz/corpus-api
     build/fuzz/fuzz/korvane_api_fuzz build/fuzz/corpus-api -max_total_time=60 -artifact_prefix=build/fuzz/
+    # The tool's script reader for 20 s.
+    rm -rf build/fuzz/corpus-script && cp -r fuzz/corpus/script build/fuzz/corpus-script
+    build/fuzz/fuzz/korvane_script_fuzz build/fuzz/corpus-script -max_total_time=20 -artifact_prefix=build/fuzz/
     ;;
 *)
     echo "usage: scripts/dev.sh tour|test" >&2

@@ -4,6 +4,8 @@
 #include <fstream>
 #include <map>
 
+#include <malloc.h>
+
 #include <boost/filesystem.hpp>
 
 #include <KorvaneAPI/Core.h>
@@ -56,28 +58,25 @@ void expectLogLine(const LogCapture& capture, KrvLoggerLevel level, const std::s
     EXPECT_EQ(found[0].logger, "Korvane.KorvaneAPI") << message;
 }
 
-int sourceLine(const std::string& fileTail, const std::string& snippet) {
+static std::vector<std::string> sourceText(const std::string& fileTail) {
     std::ifstream source(std::string(KORVANE_SOURCE_DIR) + "/" + fileTail);
     EXPECT_TRUE(source.good()) << fileTail;
-    std::string text;
+    std::vector<std::string> lines;
+    for (std::string text; std::getline(source, text);) lines.push_back(text);
+    return lines;
+}
+
+int sourceLine(const std::string& fileTail, const std::string& snippet) {
+    const std::vector<std::string> lines = sourceText(fileTail);
     int found = 0;
     int matches = 0;
-    for (int number = 1; std::getline(source, text); ++number) {
-        if (text.find(snippet) == std::string::npos) continue;
-        found = number;
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+        if (lines[i].find(snippet) == std::string::npos) continue;
+        found = static_cast<int>(i) + 1;
         ++matches;
     }
     EXPECT_EQ(matches, 1) << "lines of " << fileTail << " holding " << snippet;
     return found;
-}
-
-int sourceLineAfter(const std::string& fileTail, const std::string& anchor, const std::string& snippet) {
-    std::ifstream source(std::string(KORVANE_SOURCE_DIR) + "/" + fileTail);
-    std::string text;
-    for (int number = 1, from = sourceLine(fileTail, anchor); std::getline(source, text); ++number)
-        if (number > from && text.find(snippet) != std::string::npos) return number;
-    ADD_FAILURE() << snippet << " after " << anchor;
-    return 0;
 }
 
 void expectLinesNameTheirStatements(const LogCapture& capture) {
@@ -99,6 +98,16 @@ void expectLinesNameTheirStatements(const LogCapture& capture) {
             << logged.file << ":" << logged.line << " logged \"" << logged.message << "\" but holds: " << text;
     }
 }
+
+int sourceLineAfter(const std::string& fileTail, const std::string& anchor, const std::string& snippet) {
+    const std::vector<std::string> lines = sourceText(fileTail);
+    for (std::size_t i = static_cast<std::size_t>(sourceLine(fileTail, anchor)); i < lines.size(); ++i)
+        if (lines[i].find(snippet) != std::string::npos) return static_cast<int>(i) + 1;
+    ADD_FAILURE() << snippet << " after " << anchor << " in " << fileTail;
+    return 0;
+}
+
+std::size_t heapInUse() { return mallinfo2().uordblks; }
 
 std::string makeSettingsFolder(const std::string& extra) {
     static std::atomic<int> counter{0};
