@@ -161,14 +161,24 @@ TEST_F(CallbacksTest, HooksWithoutCallbacksOnlyParse) {
     EXPECT_EQ(received.flushes, 0);
     EXPECT_EQ(warnings(), 1u);  // the parsing still ran
 
+    // Each setter alone installs its hook, into an empty slot.
+    KrvExternalFunction& hooks = KrvExternalFunction::getInstance();
+    hooks.setFlushEventsFunction(nullptr);
     setFlushEventsCB(&recordFlush);
     received.flushAnswer = false;
     EXPECT_FALSE(flush());
 
-    setProgressRatioCB(&recordRatio);  // one setter alone installs the shared hook
+    hooks.setProgressMsgFunction(nullptr);
+    setProgressRatioCB(&recordRatio);
     progress("1/4");
     EXPECT_EQ(received.ratios, std::vector<float>{0.25f});
     EXPECT_TRUE(received.messages.empty());
+    setProgressRatioCB(nullptr);
+    hooks.setProgressMsgFunction(nullptr);
+    setProgressMsgCB(&recordMessage);
+    progress("2/4");
+    EXPECT_EQ(received.messages, std::vector<std::string>{"2/4"});
+    EXPECT_EQ(received.ratios.size(), 1u);
 }
 
 // A plain reading of the rule: split by hand, convert with boost.

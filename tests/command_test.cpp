@@ -58,7 +58,7 @@ TEST_F(CommandTest, NamesComeFromRecordOneOnSkippingSeparators) {
     };
     SetKrvTabListCmd(table, 8);
     EXPECT_EQ(getCmdNameColl(), (std::vector<std::string>{"None", " none", "none ", "nonex", "A", "A"}));
-    SetKrvTabListCmd(table, 3);
+    SetKrvTabListCmd(table + 1, 2);  // the smallest table with a command: record 0 and one more
     EXPECT_EQ(getCmdNameColl(), std::vector<std::string>{"None"});
     for (const int count : {1, 0, -1}) {
         SetKrvTabListCmd(table, count);

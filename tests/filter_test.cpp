@@ -109,30 +109,6 @@ TEST_F(FilterTest, FormulaRefusedByTheFilterIsCreatedThenRemoved) {
     EXPECT_EQ(getFilterList(), Names{"h"});  // the suite kept it: its answer, not the library's
 }
 
-TEST_F(FilterTest, SuiteRefusalsAreLoggedAndReported) {
-    KrvFault::arm("CDatFlrHandler::AddFlr", Answer::Null);
-    EXPECT_FALSE(createFilter("f", "I1"));
-    expectLogLine(*log, Level::Error, "Internal error while creating filter f", kFilter,
-                  line("\"Internal error while creating filter \""));
-    EXPECT_TRUE(getFilterList().empty());
-
-    ASSERT_TRUE(createFilter("f", "I1"));
-    KrvFault::arm("CDatFlrHandler::RemoveFlr", Answer::Zero);
-    removeFilter("f");
-    expectLogLine(*log, Level::Error, "Can't remove filter f, this filter doesn't exists", kFilter,
-                  line("\"Can't remove filter \""));
-    EXPECT_EQ(getFilterList(), Names{"f"});
-
-    KrvFault::arm("CDatFlrHandler::RemoveAll", Answer::Zero);
-    removeAllFilters();
-    expectLogLine(*log, Level::Error, "Failed to remove all filters", kFilter, line("\"Failed to remove all filters\""));
-    EXPECT_EQ(getFilterList(), Names{"f"});
-
-    KrvFault::arm("CDatFlrHandler::AddFlr", Answer::Throw);
-    EXPECT_THROW(createFilter("g", "I2"), KrvBaseException);
-    EXPECT_EQ(getFilterList(), Names{"f"});
-}
-
 TEST_F(FilterTest, UnknownFiltersAreLoggedNotThrown) {
     EXPECT_EQ(getFilterFormula("nothing"), "");
     expectLogLine(*log, Level::Error, "Can't get formula for filter nothing, this filter doesn't exists", kFilter,

@@ -10,12 +10,10 @@
 #include <vantry_data/CDatSeg.h>
 #include <vantry_util/CKrvSettingDoc.h>
 #include <vantry_util/KrvBaseException.h>
-#include <vantry_util/KrvFault.h>
 #include <vantry_util/KrvMemoryBudget.h>
 
 #include "support/TestSupport.h"
 
-using Answer = KrvFault::Answer;
 
 namespace {
 
@@ -76,32 +74,6 @@ TEST_F(SegmentTest, MissingObjectAndOutOfRangeAreTheResultsOnly) {
     EXPECT_FALSE(createSegment(""));
     EXPECT_EQ(getNbChain("one"), 1);
     EXPECT_TRUE(log->lines().empty());
-}
-
-TEST_F(SegmentTest, InjectedAnswersAreMappedToResults) {
-    ASSERT_TRUE(createSegment("kept"));
-    ASSERT_EQ(host("kept")->AppendChain({{0, 0, 1, 1}}), 0);
-
-    KrvFault::arm("CDatSegHandler::AddSeg", Answer::Null);
-    EXPECT_FALSE(createSegment("refused"));
-    KrvFault::arm("CDatSegHandler::RemoveSeg", Answer::Zero);
-    EXPECT_FALSE(removeSegment("kept"));
-    KrvFault::arm("CDatSegHandler::RemoveSeg", Answer::NonZero, 1, 1, 7);
-    EXPECT_TRUE(removeSegment("nowhere"));  // any non-zero answer counts as removed
-    EXPECT_EQ(getSegmentList(), std::vector<std::string>{"kept"});
-
-    Outputs out;
-    for (const Answer answer : {Answer::Zero, Answer::Negative}) {
-        KrvFault::arm("CDatSeg::GetSegment", answer);
-        EXPECT_FALSE(out.get("kept", 0, 0));
-    }
-    KrvFault::arm("CDatSeg::GetSegment", Answer::NonZero, 1, 1, 2);
-    EXPECT_TRUE(out.get("kept", 0, 0));  // > 0, though the outputs were not filled
-    EXPECT_TRUE(out.untouched());
-    EXPECT_EQ(KrvFault::calls("CDatSeg::GetSegment"), 3u);
-
-    KrvFault::arm("CDatSeg::GetSegment", Answer::Throw);
-    EXPECT_THROW(out.get("kept", 0, 0), KrvBaseException);
 }
 
 TEST_F(SegmentTest, ListLogsItsHeadingOnly) {
