@@ -31,8 +31,7 @@ protected:
     // The first line holding `snippet` after the line holding `anchor`: for a text that several
     // functions log alike.
     static int lineAfter(const std::string& anchor, const std::string& snippet) {
-        const std::string self = __FILE__;
-        std::ifstream source(self.substr(0, self.rfind("tests/")) + kFile);
+        std::ifstream source(std::string(KORVANE_SOURCE_DIR) + "/" + kFile);
         std::string text;
         for (int number = 1, from = line(anchor); std::getline(source, text); ++number)
             if (number > from && text.find(snippet) != std::string::npos) return number;

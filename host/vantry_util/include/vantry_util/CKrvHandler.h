@@ -9,10 +9,9 @@
 #include <vector>
 
 #include <vantry_util/CKrvString.h>
+#include <vantry_util/KrvExport.h>
 
-#pragma GCC visibility push(default)
-
-class CKrvObject {
+class VANTRY_UTIL_EXPORT CKrvObject {
 public:
     explicit CKrvObject(const CKrvString& name) : m_name(name) {}
     CKrvObject(const CKrvObject&) = delete;
@@ -25,7 +24,7 @@ private:
     CKrvString m_name;
 };
 
-class CKrvHandler {
+class VANTRY_UTIL_EXPORT CKrvHandler {
 public:
     CKrvHandler() = default;
     CKrvHandler(const CKrvHandler&) = delete;
@@ -58,5 +57,3 @@ private:
     Order m_order;
     std::unordered_map<std::string_view, Order::iterator> m_index;  // views into the objects' names
 };
-
-#pragma GCC visibility pop
