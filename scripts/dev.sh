@@ -38,7 +38,7 @@ build() {
 # header among them, no run path, and no export beyond the suite's interface.
 check_installed() {
     libraries="$1/$2"
-    if ls "$libraries" | grep -q -e _faults -e krv_fault_points \
+    if ls "$libraries" | grep -q _faults \
         || [ -e "$1/include/KorvaneAPI/host/vantry_util/KrvFault.h" ]; then
         echo "dev.sh: test builds or fault points installed in $1" >&2
         exit 1

@@ -4,9 +4,9 @@
 // read how often each point was called. Disarmed, a point costs one counter increment and one
 // load.
 //
-// The points exist only in the test build of the host libraries (KRV_FAULT_POINTS, with the
-// registry in libkrv_fault_points); elsewhere a point is an empty stand-in that never fires, so
-// the installed libraries carry neither the points nor the registry.
+// The points exist only in the test builds of the host libraries (KRV_FAULT_POINTS, with the
+// registry in vantry_util's); elsewhere a point is an empty stand-in that never fires, so the
+// installed libraries carry neither the points nor the registry.
 #pragma once
 #include <atomic>
 #include <cstdint>
