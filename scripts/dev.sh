@@ -4,13 +4,14 @@
 #   scripts/dev.sh tour   builds the library and the korvane tool, runs examples/tour.krv
 #   scripts/dev.sh test   builds and runs every test, then again under asan+ubsan, and those of the
 #                         hooks, callbacks and the sampler's threads under tsan,
-#                         and the API fuzzer for a minute
+#                         the API fuzzer for a minute, the script and image readers' for 20 s each
 set -eu
 cd "$(dirname "$0")/.."
 
 BUILD_PACKAGES="build-essential cmake ninja-build pkg-config libboost-dev libboost-filesystem-dev
-  libboost-thread-dev libspdlog-dev libfmt-dev libcli11-dev libedit-dev libqhull-dev"
-TEST_PACKAGES="libgtest-dev libgmock-dev libbenchmark-dev python3"
+  libboost-thread-dev libspdlog-dev libfmt-dev libcli11-dev libedit-dev libqhull-dev nlohmann-json3-dev
+  libtiff-dev libpng-dev"
+TEST_PACKAGES="libgtest-dev libgmock-dev libbenchmark-dev python3 python3-jsonschema locales python3-skimage"
 FUZZ_PACKAGES="clang libclang-rt-14-dev"
 TSAN_TESTS="^(CallbacksTest|SegmentTest\\.LongWork|CyclesTest|Repair\\.)"
 
@@ -101,6 +102,12 @@ consumer() {
     cmake build/debug -UCMAKE_INSTALL_PREFIX -UCMAKE_INSTALL_LIBDIR >/dev/null
 }
 
+# Runs fuzzer NAME for SECONDS from a copy of its corpus (a run adds to the folder it reads).
+fuzz_for() {
+    rm -rf "build/fuzz/corpus-$1" && cp -r "fuzz/corpus/$1" "build/fuzz/corpus-$1"
+    "build/fuzz/fuzz/korvane_$1_fuzz" "build/fuzz/corpus-$1" -max_total_time="$2" -artifact_prefix=build/fuzz/
+}
+
 case "${1:-}" in
 tour)
     need_packages $BUILD_PACKAGES
@@ -120,11 +127,12 @@ test)
     cmake --preset tsan >/dev/null
     cmake --build --preset tsan --target callbacks_test segment_test cycles_test repair_test
     ctest --preset tsan -j "$(nproc)" -R "$TSAN_TESTS"
-    # The API fuzzer for a minute, from a copy of its corpus (a run adds to the folder it reads).
+    # The fuzzers, each from a copy of its corpus.
     cmake --preset fuzz -DKORVANE_BUILD_TESTS=OFF >/dev/null
-    cmake --build --preset fuzz --target korvane_api_fuzz
-    rm -rf build/fuzz/corpus-api && cp -r fuzz/corpus/api build/fuzz/corpus-api
-    build/fuzz/fuzz/korvane_api_fuzz build/fuzz/corpus-api -max_total_time=60 -artifact_prefix=build/fuzz/
+    cmake --build --preset fuzz --target korvane_api_fuzz korvane_script_fuzz korvane_image_fuzz
+    fuzz_for api 60
+    fuzz_for script 20
+    fuzz_for image 20
     ;;
 *)
     echo "usage: scripts/dev.sh tour|test" >&2

@@ -1,10 +1,10 @@
 // The call frame every exported function runs in: a log line is built only when its level is
-// enabled, piece by piece into one string, and handed to the suite's logger with the caller's file and
+// enabled, as a fresh string stream would write it under the client's global locale, and handed to the suite's logger with the caller's file and
 // line; a failure by exception logs the same text at Error, then gives the exception to throw.
 // Macros only capture the call site: the work is in the two helpers below.
 #pragma once
 #include <charconv>
-#include <cstdio>
+#include <locale>
 #include <sstream>
 #include <string>
 #include <string_view>
@@ -21,8 +21,9 @@ inline std::ostream& operator<<(std::ostream& out, const CKrvString& text) { ret
 
 namespace kapi {
 
-// One piece of a line appended as a stream would print it with default formatting, without a
-// stream: building a string stream (its locale and facets) cost more than the rest of a line.
+// One piece of a line appended as a classic-locale stream would print it with default
+// formatting, without a stream: building a string stream (its locale and facets) costs more than
+// the rest of a line. Numbers never depend on the C library's locale (setlocale).
 template <class T>
 void appendPiece(std::string& out, const T& piece) {
     if constexpr (std::is_same_v<T, CKrvString>) {
@@ -37,9 +38,10 @@ void appendPiece(std::string& out, const T& piece) {
         char digits[24];
         out.append(digits, std::to_chars(digits, digits + sizeof digits, piece).ptr);
     } else if constexpr (std::is_same_v<T, float> || std::is_same_v<T, double>) {
-        char digits[32];  // a stream's default: six significant digits, %g
-        const int length = std::snprintf(digits, sizeof digits, "%g", static_cast<double>(piece));
-        out.append(digits, static_cast<std::size_t>(length));
+        char digits[32];  // a stream's default: six significant digits, as %g
+        const auto end = std::to_chars(digits, digits + sizeof digits, static_cast<double>(piece),
+                                       std::chars_format::general, 6).ptr;
+        out.append(digits, end);
     } else {
         std::ostringstream text;
         text << piece;
@@ -47,8 +49,17 @@ void appendPiece(std::string& out, const T& piece) {
     }
 }
 
+// A fresh string stream takes the client's global C++ locale, which may group digits or write a
+// decimal comma; the classic one is by far the common case and is one pointer compare away.
+inline bool globalLocaleIsClassic() { return std::locale() == std::locale::classic(); }
+
 template <class... Pieces>
 std::string joined(const Pieces&... pieces) {
+    if (!globalLocaleIsClassic()) {
+        std::ostringstream text;
+        (text << ... << pieces);
+        return text.str();
+    }
     std::string text;
     (appendPiece(text, pieces), ...);
     return text;
@@ -71,17 +82,14 @@ template <class... Pieces>
 
 }  // namespace kapi
 
-// KAPI_LOG_AT(Warn, 94, ...): one line at that level, pieces streamed in order, for a line that a shared helper writes on behalf of
-// several call sites, each of which keeps the line number it has always had in the log.
-#define KAPI_LOG_AT(LEVEL, LINE, ...)                                                           \
-    do {                                                                                        \
-        const KrvLogger& kapiLog_ = getKorvaneAPILogger();                                      \
-        if (kapiLog_.isEnabledFor(KrvLoggerLevel::LEVEL))                                       \
-            ::kapi::writeLogLine(kapiLog_, KrvLoggerLevel::LEVEL, __FILE__, LINE, __VA_ARGS__); \
+// KAPI_LOG(Debug, "Removing filter ", name): one line at that level, pieces streamed in order,
+// with the file and line of this statement.
+#define KAPI_LOG(LEVEL, ...)                                                                        \
+    do {                                                                                            \
+        const KrvLogger& kapiLog_ = getKorvaneAPILogger();                                          \
+        if (kapiLog_.isEnabledFor(KrvLoggerLevel::LEVEL))                                           \
+            ::kapi::writeLogLine(kapiLog_, KrvLoggerLevel::LEVEL, __FILE__, __LINE__, __VA_ARGS__); \
     } while (0)
-
-// KAPI_LOG(Debug, "Removing filter ", name): one line at that level, from the statement's line.
-#define KAPI_LOG(LEVEL, ...) KAPI_LOG_AT(LEVEL, __LINE__, __VA_ARGS__)
 
 // throw KAPI_FAILURE("Can't allocate data service"): the Error line, then the exception.
 #define KAPI_FAILURE(...) ::kapi::failure(__FILE__, __LINE__, __VA_ARGS__)

@@ -1,9 +1,8 @@
 // The library's proxy service: the suite's libraries send it messages through the service
 // registry, and it forwards status-bar texts to the client and converts named suite data for the
-// Tarsel application into the spreadsheet and object model designated beforehand.
-//
-// Clients filter the log by source file and line: the log lines of this file keep fixed line
-// numbers, held there by tests/service_test.cpp.
+// Tarsel application into the spreadsheet and object model designated beforehand. Clients filter
+// the log by source file and line: each logging statement here stands on the line its log has
+// always named (36, 54, 94, 103, 110, 133, 142, 149, 174), and the service test holds them there.
 
 #include <KorvaneAPI/KorvaneAPIService.h>
 
@@ -16,17 +15,18 @@
 
 namespace {
 
-// The log lines of a conversion's three warnings. Both conversion messages share the steps, but
-// each keeps the lines its warnings have always had in the log.
-struct ConversionLines {
-    int noTarget;
-    int spreadsheetRefused;
-    int objectModelRefused;
+// The two designations a conversion consumes.
+struct Targets {
+    COrlanSpreadsheet*& spreadsheet;
+    data::DictionaryPrivate*& objectModel;
 };
-constexpr ConversionLines kResultTableLines{94, 103, 110};
-constexpr ConversionLines kNamedDataLines{133, 142, 149};
-void convertData(COrlanSpreadsheet*& spreadsheet, data::DictionaryPrivate*& objectModel, const CKrvString& name,
-                 int dataType, const ConversionLines& lines);
+
+void convertResultTable(Targets targets, const CKrvString& name);
+void convertNamedData(Targets targets, const CKrvString& name, int dataType);
+
+// The registry hands over eight parameters of which the messages handled here read the first
+// three; the first seven are fetched, as the suite has always fetched them.
+constexpr int kFetchedParams = 7;
 
 }  // namespace
 
@@ -37,17 +37,17 @@ void KorvaneAPIService::AllocService()
     new KorvaneAPIService();
 }
 
-namespace {
+KorvaneAPIService::KorvaneAPIService() : CService(eServiceProxy) {}
 
-// The data type of a result table, the only kind message 4303 converts.
-constexpr int kResultTableType = 3;
+// Copies share the targets without owning them (a copy is not registered, so the registry still
+// talks to the original); the base decides about registration.
+KorvaneAPIService::KorvaneAPIService(const KorvaneAPIService& other) = default;
+KorvaneAPIService& KorvaneAPIService::operator=(const KorvaneAPIService& other) = default;
+KorvaneAPIService::~KorvaneAPIService() = default;
 
-// The registry hands over eight parameters of which the messages handled here read the first
-// three; the first seven are fetched, as the suite has always fetched them.
-constexpr int kFetchedParams = 7;
-
-}  // namespace
-
+// Messages arrive through CService::SendMessage(9, sender, type, name, number, params): the
+// registry calls this with the first four on the sender's thread (so the proxy takes no lock), and
+// the parameter block is read through CService::GetParam. Other numbers are other services'.
 void KorvaneAPIService::MessageToService(const eService& from, const CKrvString& objectType,
                                          const CKrvString& objectName, const eMessage& message)
 {
@@ -59,8 +59,7 @@ void KorvaneAPIService::MessageToService(const eService& from, const CKrvString&
 
     switch (message) {
     case eMessageStatusBar:
-        // Only the main pane (parameter 0 = 1) of the default window (parameter 1 = 0) reaches
-        // the client; the suite's other panes have no place in a client application.
+        // Only the main pane (parameter 0 = 1) of the default window (parameter 1 = 0) is the client's.
         if (params[0]->asLong() == 1 && params[1]->asLong() == 0)
             KrvExternalFunction::getInstance().CallUpdStatusBarFunction(params[2]->asString().m_str.c_str());
         break;
@@ -71,22 +70,51 @@ void KorvaneAPIService::MessageToService(const eService& from, const CKrvString&
         m_objectModel = static_cast<data::DictionaryPrivate*>(params[0]->getVoidPtr());
         break;
     case eMessageConvertResults:
-        convertData(m_spreadsheet, m_objectModel, params[0]->asString(), kResultTableType, kResultTableLines);
+        convertResultTable({m_spreadsheet, m_objectModel}, params[0]->asString());
         break;
     case eMessageConvertData:
-        convertData(m_spreadsheet, m_objectModel, params[0]->asString(), params[1]->asLong(), kNamedDataLines);
+        convertNamedData({m_spreadsheet, m_objectModel}, params[0]->asString(), params[1]->asLong());
         break;
     default:
         break;  // other services' business
     }
 }
 
-// How the suite talks to the proxy
-// --------------------------------
-//
-// Every message arrives through CService::SendMessage(9, sender, type, name, number, params);
-// the registry then calls MessageToService with the first four, and the handler reads the
-// parameter block through CService::GetParam. The numbers and their parameters:
+namespace {
+
+template <class NoTarget, class Refused1, class Refused2>
+void convertData(Targets targets, const CKrvString& name, int dataType, NoTarget, Refused1, Refused2);
+
+// Message 4303: a measurement result table, data type 3, the one kind this message converts.
+void convertResultTable(Targets targets, const CKrvString& name)
+{
+    constexpr int type = 3;
+    // No target: nearly always a sender that forgot 4301 or 4306, and the line names the data.
+    const auto noTarget = [&] {
+        KAPI_LOG(Warn, "No Tarsel spreadsheet selected", ", can't convert Korvane data ", name, " with data type ",
+                 type, " to Tarsel");
+    };
+    // The suite refused the spreadsheet: an unknown name, or data the spreadsheet cannot take.
+    // What krvToOrlanData writes (the title and the columns) belongs to the suite; a refused
+    // conversion leaves the spreadsheet as it was, and the object model is still converted,
+    // the two being independent views of the same data, so that a client whose spreadsheet
+    // could not take the table still sees it in its object model.
+    const auto spreadsheetRefused = [&] {
+        KAPI_LOG(Warn, "Failed to convert Korvane data ", name, " with data type ", type, " to Tarsel");
+    };
+    // The suite refused the object model, where krvToObjectModel sets one entry per measure.
+    // The sender goes on regardless: a conversion only ever warns, and both designations are
+    // forgotten after it whatever its outcome, so the next result table needs new ones (a
+    // sender that keeps its targets open sends 4301 and 4306 again before each conversion).
+    const auto objectModelRefused = [&] {
+        KAPI_LOG(Warn, "Failed to convert Korvane data ", name, " with data type ", type, " to Tarsel");
+    };
+    convertData(targets, name, type, noTarget, spreadsheetRefused, objectModelRefused);
+}
+
+// Message 4300: named data of the type its sender gives, with the same steps and warnings. The
+// parameters of the messages this service handles (the registry keeps at least seven, and the
+// suite's other services read theirs the same way):
 //
 //   1048  status bar     0: pane (1 = main pane)       1: window (0 = default)   2: the text
 //   4301  spreadsheet    0: the COrlanSpreadsheet* to fill at the next conversion
@@ -94,81 +122,53 @@ void KorvaneAPIService::MessageToService(const eService& from, const CKrvString&
 //   4303  result table   0: the name of the result table (data type 3)
 //   4300  named data     0: the name of the data           1: its data type
 //
-// A sender that wants a result table in both views of the Tarsel application sends, in order:
-//
-//   4301 with the spreadsheet, 4306 with the dictionary, 4303 with the table's name.
-//
-// After the conversion both designations are forgotten, whatever the outcome, so a later
-// conversion never writes into a spreadsheet that its sender has since closed. A conversion
-// that finds no designation at all warns and converts nothing: that is nearly always a sender
-// that forgot 4301 or 4306, and the warning names the data so that it can be found.
-//
-// The targets are the sender's: the proxy neither copies nor frees them, and a copy of the
-// service shares them (the copy is not registered, so the registry still talks to the
-// original). The proxy takes no lock: the registry delivers messages on the thread that
-// sends them, and the suite sends them from the thread the client called it on.
-//
-// What the conversions write belongs to the suite: krvToOrlanData replaces the spreadsheet's
-// title and columns, krvToObjectModel sets one dictionary entry per measure. A conversion that
-// the suite refuses (an unknown name, a data type the spreadsheet cannot take) leaves its
-// target as it was and writes a Warn line; the other target is still converted.
-//
-// Messages of other numbers are other services' business and are ignored here, after the
-// Debug line that records their arrival.
-//
-// The lines of this file's log, as clients filter them:
-//
-//   line  level  when
-//     36  Debug  the service is created (start-up)
-//     54  Debug  a message arrives, with its sender, object type and name, and number
-//     94  Warn   a result table (4303) arrives with no target designated
-//    103  Warn   the suite refused to write a result table into the spreadsheet
-//    110  Warn   the suite refused to write a result table into the object model
-//    133  Warn   named data (4300) arrives with no target designated
-//    142  Warn   the suite refused to write named data into the spreadsheet
-//    149  Warn   the suite refused to write named data into the object model
-//    174  Debug  the registry closes the service (shut-down)
-//
-// The conversion warnings come from one helper below; kResultTableLines and kNamedDataLines
-// give each message its lines. The three Debug lines come from their own statements, which
-// therefore stand on exactly those lines of this file: when you edit above one of them, take
-// out as many lines as you add, and the service test tells you if a line moved.
-//
-
-namespace {
-
-// Converts `name` into each designated target, then forgets both: each designation serves one
-// conversion. A refused spreadsheet conversion does not stop the object-model one, since the two
-// targets are independent views of the same data. Warnings only: the sender goes on regardless.
-void convertData(COrlanSpreadsheet*& spreadsheet, data::DictionaryPrivate*& objectModel, const CKrvString& name,
-                 int dataType, const ConversionLines& lines)
+// A sender that wants data in both views of the Tarsel application sends, in order, 4301 with
+// the spreadsheet, 4306 with the dictionary, then 4300 or 4303 with the name. The targets are
+// the sender's: the proxy neither copies nor frees them. A conversion that finds neither
+// designation converts nothing and warns; the data stays in the suite under its name, so the
+// sender can designate a target and send the message again.
+void convertNamedData(Targets targets, const CKrvString& name, int dataType)
 {
-    if (spreadsheet == nullptr && objectModel == nullptr) {
-        KAPI_LOG_AT(Warn, lines.noTarget, "No Tarsel spreadsheet selected", ", can't convert Korvane data ", name,
-                    " with data type ", dataType, " to Tarsel");
-        return;
-    }
-    if (spreadsheet != nullptr && !krvToOrlanData(name.m_str, dataType, spreadsheet))
-        KAPI_LOG_AT(Warn, lines.spreadsheetRefused, "Failed to convert Korvane data ", name, " with data type ",
-                    dataType, " to Tarsel");
-    if (objectModel != nullptr && !krvToObjectModel(name.m_str, objectModel))
-        KAPI_LOG_AT(Warn, lines.objectModelRefused, "Failed to convert Korvane data ", name, " with data type ",
-                    dataType, " to Tarsel");
-    spreadsheet = nullptr;
-    objectModel = nullptr;
+    const auto noTarget = [&] {
+        KAPI_LOG(Warn, "No Tarsel spreadsheet selected", ", can't convert Korvane data ", name, " with data type ",
+                 dataType, " to Tarsel");
+    };
+    // A data type the spreadsheet cannot take is refused like an unknown name: the suite's
+    // conversion functions answer false for both, and the other target is still converted.
+    // Each warning names the data and its type, so that a client filtering the log by this
+    // file and line finds which conversion failed without a second look at the sender. The
+    // two messages' warnings share their texts but not their lines.
+    const auto spreadsheetRefused = [&] {
+        KAPI_LOG(Warn, "Failed to convert Korvane data ", name, " with data type ", dataType, " to Tarsel");
+    };
+    // The same refusal on the object model's side; the spreadsheet, if designated, has had its
+    // turn already (the order of the two conversions is the order the sender sees them in).
+    // Whatever either answered, both designations are forgotten once this message is handled:
+    // a sender's next conversion starts from its own 4301 and 4306 again.
+    const auto objectModelRefused = [&] {
+        KAPI_LOG(Warn, "Failed to convert Korvane data ", name, " with data type ", dataType, " to Tarsel");
+    };
+    convertData(targets, name, dataType, noTarget, spreadsheetRefused, objectModelRefused);
+}
+
+// The steps of a conversion, shared by both messages, which write their own warnings: convert into
+// each designated target, then forget both, so that no later one writes into a closed target.
+template <class NoTarget, class SpreadsheetRefused, class ObjectModelRefused>
+void convertData(Targets targets, const CKrvString& name, int dataType, NoTarget warnNoTarget,
+                 SpreadsheetRefused warnSpreadsheetRefused, ObjectModelRefused warnObjectModelRefused)
+{
+    if (targets.spreadsheet == nullptr && targets.objectModel == nullptr) return warnNoTarget();
+    if (targets.spreadsheet != nullptr && !krvToOrlanData(name.m_str, dataType, targets.spreadsheet))
+        warnSpreadsheetRefused();
+    if (targets.objectModel != nullptr && !krvToObjectModel(name.m_str, targets.objectModel))
+        warnObjectModelRefused();
+    targets.spreadsheet = nullptr;
+    targets.objectModel = nullptr;
 }
 
 }  // namespace
 
-KorvaneAPIService::KorvaneAPIService() : CService(eServiceProxy) {}
-
-// Copies share the targets without owning them; the base decides about registration.
-KorvaneAPIService::KorvaneAPIService(const KorvaneAPIService& other) = default;
-KorvaneAPIService& KorvaneAPIService::operator=(const KorvaneAPIService& other) = default;
-KorvaneAPIService::~KorvaneAPIService() = default;
-
-// Closing only logs: the targets belong to the sender, and the registry deletes the object
-// right after.
+// Closing only logs: the targets belong to the sender, and the registry deletes the object next.
 void KorvaneAPIService::CloseService()
 {
     KAPI_LOG(Debug, "Closing of KorvaneAPI Service");

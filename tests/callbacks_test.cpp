@@ -28,13 +28,20 @@ const int kWarnLine = 112;
 struct Received {
     std::vector<float> ratios;
     std::vector<std::string> messages;
+    std::string order;  // 'r' for a ratio, 'm' for a message, as they came
     int flushes = 0;
     bool flushAnswer = true;
 };
 Received received;
 
-void recordRatio(float ratio) { received.ratios.push_back(ratio); }
-void recordMessage(const std::string& message) { received.messages.push_back(message); }
+void recordRatio(float ratio) {
+    received.ratios.push_back(ratio);
+    received.order += 'r';
+}
+void recordMessage(const std::string& message) {
+    received.messages.push_back(message);
+    received.order += 'm';
+}
 bool recordFlush() {
     ++received.flushes;
     return received.flushAnswer;
@@ -107,6 +114,7 @@ TEST_F(CallbacksTest, RatioComesFromTheNumbersAroundTheFirstSlash) {
             << received.ratios[0] << " instead of " << c.ratio;
         ASSERT_EQ(received.messages.size(), 1u);
         EXPECT_EQ(received.messages[0], c.message);
+        EXPECT_EQ(received.order, "rm");
         if (c.warns)
             expectLogLine(*log, Level::Warn, std::string("Bad progression msg format : ") + c.message, kCallbacks,
                           kWarnLine);

@@ -1,10 +1,16 @@
 // Start-up, shut-down, the exception and the memory functions over the stand-alone suite.
 #include <cmath>
 #include <cstdint>
+#include <clocale>
+#include <cstdlib>
 #include <fstream>
+#include <functional>
+#include <locale>
+#include <map>
 #include <sstream>
 #include <string>
 
+#include <boost/filesystem.hpp>
 #include <gtest/gtest.h>
 
 #include <KorvaneAPI/KorvaneAPI.h>
@@ -36,6 +42,7 @@ protected:
     }
     void TearDown() override {
         KrvFault::reset();
+        kapitest::expectLinesNameTheirStatements(*log);
         log->uninstall();
         kapitest::removeFolder(folder);
     }
@@ -43,8 +50,87 @@ protected:
     std::string folder;
 };
 
+// A host call and the pair of lines around it: what the call changes in the suite has not
+// happened when `before` is written and has when `after` is (null: once the function returned).
+struct HostCall {
+    const char* before;
+    const char* after;
+    std::function<bool()> done;
+};
+
+// Reads every call's `done` at the moment the first line of each text is written.
+class StateAtEachLine : public KrvLogSink {
+public:
+    explicit StateAtEachLine(std::vector<HostCall> calls) : m_calls(std::move(calls)) {}
+    void write(const KrvLogRecord& record) override {
+        if (m_seen.count(record.message) != 0) return;
+        std::vector<bool>& state = m_seen[record.message];
+        for (const HostCall& call : m_calls) state.push_back(call.done());
+    }
+    void expectEachCallBetweenItsLines() const {
+        for (std::size_t i = 0; i < m_calls.size(); ++i) {
+            const HostCall& call = m_calls[i];
+            const std::string after = call.after ? call.after : "the return";
+            SCOPED_TRACE("the call between \"" + std::string(call.before) + "\" and \"" + after + "\"");
+            ASSERT_EQ(m_seen.count(call.before), 1u);
+            EXPECT_FALSE(m_seen.at(call.before)[i]);
+            if (call.after == nullptr) {
+                EXPECT_TRUE(call.done());
+                continue;
+            }
+            ASSERT_EQ(m_seen.count(call.after), 1u);
+            EXPECT_TRUE(m_seen.at(call.after)[i]);
+        }
+    }
+
+private:
+    std::vector<HostCall> m_calls;
+    std::map<std::string, std::vector<bool>> m_seen;
+};
+
+std::shared_ptr<StateAtEachLine> watch(std::vector<HostCall> calls) {
+    auto sink = std::make_shared<StateAtEachLine>(std::move(calls));
+    addKrvLogSink(sink);
+    return sink;
+}
+
+std::function<bool()> calledAtLeast(const char* point, std::uint64_t times) {
+    return [point, times] { return KrvFault::calls(point) >= times; };
+}
+
 TEST_F(LifecycleTest, StartAndStopLogEveryStepOnItsLine) {
+    // Start-up rewrites the option word whatever the settings file says.
+    std::ofstream(folder + "/Tarsel.ini", std::ios::app) << "[Options]\nFlags = 4294967295\n";
+    const char* const data[] = {"Data service initialization...", "Data service initialization done"};
+    const char* const process[] = {"Process service initialization...", "Process service initialization done"};
+    const char* const proxy[] = {"Proxy service initialization...", "Proxy service initialization done"};
+    const auto startUp = watch({
+        {"Initialization of the ZEL library...", "Initialization of the ZEL library done", &zel::isInitialized},
+        {"Settings initialization...", "Settings initialization done",
+         [this] { return CKrvSettingDoc::getInstance().getFolder() == folder; }},
+        // The settings start with the embedded switch off; start-up turns it on after the loggers.
+        {"Settings initialization done", "Access library initialization...",
+         [] { return CKrvSettingDoc::getInstance().isEmbedded(); }},
+        {"Access library initialization...", "Access library initialization done", &CAccess::IsOpen},
+        {data[0], data[1], [] { return CService::IsRegistered(eServiceData); }},
+        {data[0], data[1], calledAtLeast("CService::Get", 1)},
+        {data[0], data[1], calledAtLeast("CDatService::InitService", 1)},
+        {process[0], process[1], [] { return CService::IsRegistered(eServiceProcess); }},
+        {process[0], process[1], calledAtLeast("CService::Get", 2)},
+        {process[0], process[1], calledAtLeast("CProService::InitService", 1)},
+        {proxy[0], proxy[1], [] { return CService::IsRegistered(eServiceProxy); }},
+        {proxy[0], proxy[1], calledAtLeast("CService::Get", 3)},
+        {"Initialization of the plugins of the ZEL library...", "Initialization of the plugins of the ZEL library done",
+         [] { return !zel::registeredAlgorithms().empty(); }},
+        // The stores emptied in order, filters, groups, user measures; the command table read after.
+        {"Removing all filters", "Removing all measure groups", calledAtLeast("CDatFlrHandler::RemoveAll", 1)},
+        {"Removing all measure groups", "Removing all user measures", calledAtLeast("CDatAnlHandler::GetGrpList", 1)},
+        {"Removing all user measures", "KorvaneAPI initialization done", calledAtLeast("CDatAnlHandler::GetUsrMsrList", 1)},
+        {"Retrieving user measure list :", "KorvaneAPI initialization done", calledAtLeast("GetKrvTabListCmd", 1)},
+    });
     initKorvaneAPI(folder.c_str());
+    removeKrvLogSink(startUp);
+    startUp->expectEachCallBetweenItsLines();
 
     expectLogLine(*log, Level::Info, "Initializing KorvaneAPI", kCore, 70);
     expectLogLine(*log, Level::Info, std::string(23, '-'), kCore, 71);
@@ -85,7 +171,18 @@ TEST_F(LifecycleTest, StartAndStopLogEveryStepOnItsLine) {
 
     log->clear();
     getKorvaneAPILogger().setLogLevel(static_cast<int>(Level::Debug));
+    const auto shutDown = watch({
+        {"Finalizes the plugins of the ZEL library...", "Finalizes the plugins of the ZEL library done",
+         [] { return zel::registeredAlgorithms().empty(); }},
+        {"Deleting all services...", "Services deletion done", [] { return !CService::IsRegistered(eServiceData); }},
+        {"Terminating access library...", "Access library termination done", [] { return !CAccess::IsOpen(); }},
+        // The utility and algorithm libraries end after the last line.
+        {"KorvaneAPI termination done", nullptr, [] { return getKrvBaseLogger().getLogLevel() == -1; }},
+        {"KorvaneAPI termination done", nullptr, [] { return !zel::isInitialized(); }},
+    });
     endKorvaneAPI();
+    removeKrvLogSink(shutDown);
+    shutDown->expectEachCallBetweenItsLines();
 
     expectLogLine(*log, Level::Info, "Terminating KorvaneAPI", kCore, 174);
     expectLogLine(*log, Level::Info, std::string(22, '-'), kCore, 175);
@@ -223,6 +320,29 @@ TEST_F(LifecycleTest, SuiteExceptionDuringStartPassesThroughUnchanged) {
     endKorvaneAPI();
 }
 
+// The suite's main log opens only for a client that set up no logging of its own: neither a
+// level on the base logger nor a main log.
+TEST_F(LifecycleTest, MainLogOpensOnlyWhenTheClientSetUpNoLogging) {
+    const std::string suiteLog = folder + "/log/Korvane.log";
+    initKorvaneAPI(folder.c_str());
+    EXPECT_TRUE(isMainLogFileCreated());
+    EXPECT_TRUE(boost::filesystem::exists(suiteLog));
+    endKorvaneAPI();
+    boost::filesystem::remove(suiteLog);
+
+    getKrvBaseLogger().setLogLevel(static_cast<int>(Level::Debug));  // 0 is a level too
+    initKorvaneAPI(folder.c_str());
+    EXPECT_FALSE(isMainLogFileCreated());
+    endKorvaneAPI();
+
+    initKrvMainLogger((folder + "/client.log").c_str());
+    initKorvaneAPI(folder.c_str());
+    EXPECT_TRUE(isMainLogFileCreated());
+    EXPECT_FALSE(boost::filesystem::exists(suiteLog));
+    endKorvaneAPI();
+    EXPECT_TRUE(boost::filesystem::exists(folder + "/client.log"));
+}
+
 TEST_F(LifecycleTest, MemoryLimitIsSignExtendedAndReadAsItsLow32Bits) {
     initKorvaneAPI(folder.c_str());
     CKrvSettingDoc& settings = CKrvSettingDoc::getInstance();
@@ -245,8 +365,10 @@ TEST(LoggerTest, OneChildOfTheBaseLoggerUsableBeforeStartUp) {
 
 }  // namespace
 
-// A log line is built without a stream; each piece must read as a stream would print it.
-TEST(CallFrameTest, LinePiecesPrintAsAStreamPrintsThem) {
+namespace {
+
+// The pieces of a line of every kind, built by the frame and by a fresh string stream.
+void expectLineAsAFreshStreamWritesIt() {
     std::ostringstream stream;
     const std::string name = "seg";
     const CKrvString hostName("host");
@@ -259,5 +381,65 @@ TEST(CallFrameTest, LinePiecesPrintAsAStreamPrintsThem) {
         stream << '|' << v;
         built += kapi::joined('|', v);
     }
+    stream << '|' << 4300 << '|' << -1234567 << '|' << 1234.5f << '|' << 0.5;
+    built += kapi::joined('|', 4300, '|', -1234567, '|', 1234.5f, '|', 0.5);
     EXPECT_EQ(built, stream.str());
+}
+
+// Digits grouped by threes with a comma, a decimal comma: what a client's locale may ask for.
+struct GroupingComma : std::numpunct<char> {
+    char do_thousands_sep() const override { return ','; }
+    std::string do_grouping() const override { return "\3"; }
+};
+struct DecimalComma : std::numpunct<char> {
+    char do_decimal_point() const override { return ','; }
+    char do_thousands_sep() const override { return '.'; }
+    std::string do_grouping() const override { return "\3"; }
+};
+
+// Sets the global C++ locale for one scope.
+struct GlobalLocale {
+    explicit GlobalLocale(const std::locale& locale) : previous(std::locale::global(locale)) {}
+    ~GlobalLocale() { std::locale::global(previous); }
+    std::locale previous;
+};
+
+}  // namespace
+
+// A log line is what a fresh string stream writes, under the client's global C++ locale.
+TEST(CallFrameTest, LinePiecesPrintAsAFreshStreamPrintsThem) {
+    expectLineAsAFreshStreamWritesIt();
+    {
+        GlobalLocale grouping(std::locale(std::locale::classic(), new GroupingComma));
+        EXPECT_EQ(kapi::joined("messageId = ", 4300), "messageId = 4,300");
+        expectLineAsAFreshStreamWritesIt();
+    }
+    {
+        GlobalLocale decimalComma(std::locale(std::locale::classic(), new DecimalComma));
+        EXPECT_EQ(kapi::joined(0.5, ' ', 1234567.0f), "0,5 1,23457e+06");
+        expectLineAsAFreshStreamWritesIt();
+    }
+    EXPECT_EQ(kapi::joined(0.5, ' ', 4300), "0.5 4300");
+}
+
+// The C library's locale (setlocale) is not the stream's: a decimal comma there changes nothing.
+TEST(CallFrameTest, TheCLocaleLeavesLinesAsTheyAre) {
+    const std::string folder = kapitest::makeSettingsFolder();
+    const std::string command = "localedef -i de_DE -f UTF-8 " + folder + "/de_DE.UTF-8 >/dev/null 2>&1";
+    if (std::system(command.c_str()) != 0) {
+        kapitest::removeFolder(folder);
+        GTEST_SKIP() << "localedef could not make a de_DE locale here";
+    }
+    setenv("LOCPATH", folder.c_str(), 1);
+    const std::string previous = std::setlocale(LC_ALL, nullptr);
+    const bool madeGerman = std::setlocale(LC_ALL, "de_DE.UTF-8") != nullptr;
+    if (madeGerman) {
+        EXPECT_EQ(std::localeconv()->decimal_point, std::string(","));
+        EXPECT_EQ(kapi::joined("value ", 0.5, ' ', 1234.5f, ' ', 4300), "value 0.5 1234.5 4300");
+        expectLineAsAFreshStreamWritesIt();
+    }
+    std::setlocale(LC_ALL, previous.c_str());
+    unsetenv("LOCPATH");
+    kapitest::removeFolder(folder);
+    if (!madeGerman) GTEST_SKIP() << "the generated de_DE locale could not be set";
 }

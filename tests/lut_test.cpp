@@ -39,6 +39,9 @@ protected:
     static bool morpho(const std::string& name, Ints values, int flag1 = 0, int flag2 = 0) {
         return createMorphoLut(name, values.data(), static_cast<int>(values.size()), flag1, flag2);
     }
+    static const CDatMorphoLut* stored(const std::string& name) {
+        return static_cast<const CDatMorphoLut*>(CDatMorphoLutHandler::m_pInstance->FindObj(CKrvString(name)));
+    }
 };
 
 TEST_F(LutTest, PlainTablesKeepACopyOfTheirValues) {
@@ -47,6 +50,7 @@ TEST_F(LutTest, PlainTablesKeepACopyOfTheirValues) {
     expectLogLine(*log, Level::Debug, "Creating lut grey with 5 values", kLut, line("\"Creating lut \""));
     values[0] = 99;
     EXPECT_EQ(getLutValues("grey"), (Ints{0, -5, INT_MAX, INT_MIN, 7}));
+    EXPECT_EQ(stored("grey")->GetText().m_str, " ");
     EXPECT_EQ(KrvMemoryBudget::used(), 5 * sizeof(int));
 
     ASSERT_TRUE(createLut("none", {}));
@@ -111,6 +115,7 @@ TEST_F(LutTest, MorphologicalTablesGiveTheirStorageAndFlags) {
     Ints values{5, 6, 7};
     ASSERT_TRUE(morpho("m", values, 3, -4));
     expectLogLine(*log, Level::Debug, "Creating 'm' morphological lut.", kLut, line("\"Creating '\""));
+    EXPECT_EQ(stored("m")->GetText().m_str, " ");
     int* data = reinterpret_cast<int*>(1);
     int size = -9;
     ASSERT_TRUE(getMorphoLutDataPtr("m", data, size));
@@ -146,6 +151,16 @@ TEST_F(LutTest, MorphologicalTablesGiveTheirStorageAndFlags) {
     log->clear();
     EXPECT_FALSE(setMorphoLutFlags("x", 1, 1));
     expectLogLine(*log, Level::Error, missing, kLut, line("// nothing written"));
+
+    // The outputs are set before the look-up, so a look-up that throws leaves them set too.
+    KrvFault::arm("CDatMorphoLutHandler::FindObj", Answer::Throw, 1, 2);
+    flag1 = flag2 = size = 9;
+    EXPECT_THROW(getMorphoLutFlags("m", flag1, flag2), KrvBaseException);
+    EXPECT_EQ(flag1, -1);
+    EXPECT_EQ(flag2, -1);
+    EXPECT_THROW(getMorphoLutDataPtr("m", data, size), KrvBaseException);
+    EXPECT_EQ(size, 0);
+    EXPECT_EQ(data, nullptr);
 }
 
 TEST_F(LutTest, MorphologicalDataPointerFailuresSetTheirOutputs) {
@@ -183,9 +198,12 @@ TEST_F(LutTest, MorphologicalDataPointerFailuresSetTheirOutputs) {
     EXPECT_EQ(data, nullptr);
     EXPECT_TRUE(log->lines().empty());
 
-    KrvFault::arm("CDatMorphoLut::GetMorphoLut", Answer::Negative);
-    EXPECT_TRUE(getLutValues("m").empty());
-    expectLogLine(*log, Level::Warn, "Empty lut m, can't get lut values", kLut, line("\"Empty lut \""));
+    for (const Answer answer : {Answer::Negative, Answer::NonZero}) {  // anything but 1: -1, 2
+        KrvFault::arm("CDatMorphoLut::GetMorphoLut", answer, 1, 1, answer == Answer::NonZero ? 2 : 0);
+        EXPECT_TRUE(getLutValues("m").empty());
+        expectLogLine(*log, Level::Warn, "Empty lut m, can't get lut values", kLut, line("\"Empty lut \""));
+        log->clear();
+    }
     EXPECT_EQ(getLutValues("m"), (Ints{1, 2, 3}));
 }
 

@@ -37,8 +37,10 @@ TEST_F(MeasureGroups, AddsInOrderKeepsDuplicatesAndRemovesTheFirstExactEntry) {
                   line("\"Adding measure \""));
 
     log->clear();
+    const std::uint64_t writes = KrvFault::calls("CDatAnlHandler::AddGrpMsr");
     removeMsrFromMsrGrp("Shape", "area");   // case matters
     removeMsrFromMsrGrp("Shape", "Area ");  // so do blanks
+    EXPECT_EQ(KrvFault::calls("CDatAnlHandler::AddGrpMsr"), writes);  // nothing written back
     EXPECT_EQ(log->find("Can't remove measure area from measure group Shape, this measure doesn't exists").size(), 1u);
     expectLogLine(*log, Level::Error, "Can't remove measure Area  from measure group Shape, this measure doesn't exists",
                   kFile, line("\" from measure group \", group, \", this measure doesn't exists\""));

@@ -1,17 +1,18 @@
 // User measures, measure parameters and Feret 3-D directions over the stand-alone suite, with
 // every failure answer of the host produced through its fault points.
 #include <cmath>
-#include <fstream>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include <KorvaneAPI/KorvaneAPI.h>
+#include <vantry_access_korlib/IpMeasure.h>
 #include <vantry_data/CDatAnlHandler.h>
 #include <vantry_process/MeasureInfo.h>
 #include <vantry_util/KrvExternalFunction.h>
 #include <vantry_util/KrvFault.h>
+#include <vantry_zel/SphereSampling.h>
 
 #include "support/TestSupport.h"
 
@@ -28,15 +29,8 @@ const char* const kFile = "src/MeasureInterface.cpp";
 class Measures : public kapitest::AfterStartUpTest {
 protected:
     static int line(const std::string& snippet) { return sourceLine(kFile, snippet); }
-    // The first line holding `snippet` after the line holding `anchor`: for a text that several
-    // functions log alike.
     static int lineAfter(const std::string& anchor, const std::string& snippet) {
-        std::ifstream source(std::string(KORVANE_SOURCE_DIR) + "/" + kFile);
-        std::string text;
-        for (int number = 1, from = line(anchor); std::getline(source, text); ++number)
-            if (number > from && text.find(snippet) != std::string::npos) return number;
-        ADD_FAILURE() << snippet << " after " << anchor;
-        return 0;
+        return kapitest::sourceLineAfter(kFile, anchor, snippet);
     }
     static CDatUsrMeasure* user(const std::string& name) { return CDatAnlHandler::m_pInstance->GetUsrMsr(name); }
     int errors() const {
@@ -182,14 +176,18 @@ TEST_F(Measures, ParametersOfNativeMeasures) {
     const std::vector<float> angles{0.f, 45.f, 90.f, 180.f};
     log->clear();
     EXPECT_TRUE(setMsrParams("FeretMax", angles));
-    EXPECT_EQ(log->find("45").size(), 1u);
+    expectLogLine(*log, Level::Debug, "45", kFile, lineAfter("bool setMsrParams", "KAPI_LOG(Debug, values[i]);"));
+    log->clear();
     EXPECT_EQ(getMsrParams("FeretMax"), angles);
+    expectLogLine(*log, Level::Debug, "180", kFile, lineAfter("std::vector<float> getMsrParams", "KAPI_LOG(Debug, values[i]);"));
 
     log->clear();
     EXPECT_FALSE(setMsrParams("FeretMax", {200.f}));
     expectLogLine(*log, Level::Error, "Can't set parameters for measure FeretMax", kFile,
                   line("\"Can't set parameters for measure \""));
     EXPECT_FALSE(setMsrParams("FeretMax", {}));  // the suite decides: a count of 0 is refused
+    KrvFault::arm("IpIndSetMsrInfo", Answer::Zero);
+    EXPECT_TRUE(setMsrParams("FeretMax", {}));  // ... or accepts it
     EXPECT_EQ(getMsrParams("FeretMax"), angles);
 
     // "Length3d": an even, non-zero count of finite values, polar angles 0-90, then azimuths 0-360.
@@ -236,11 +234,28 @@ TEST_F(Measures, OddAnswersOfTheParameterBlock) {
     expectLogLine(*log, Level::Error, "Internal error, measure info size mismatch with pointer value for measure Length3d",
                   kFile, line("\"Internal error, measure info size mismatch"));
 
-    // An array with a count of 0: empty, no Error, the array freed (the sanitizer build checks).
-    log->clear();
-    KrvFault::arm("IpIndGetMsrInfo", Answer::Custom, 1, 1, 2);
-    EXPECT_TRUE(getMsrParams("Length3d").empty());
-    EXPECT_EQ(errors(), 0);
+    // An array with a count of 0 or -1: empty, no Error, no value line.
+    for (const long long odd : {2LL, 3LL}) {
+        log->clear();
+        KrvFault::arm("IpIndGetMsrInfo", Answer::Custom, 1, 1, odd);
+        EXPECT_TRUE(getMsrParams("Length3d").empty());
+        EXPECT_EQ(log->lines().size(), 1u) << odd;
+    }
+    // Every array the suite hands over is released, whatever the count beside it: the heap does
+    // not grow over many reads and writes.
+    getKorvaneAPILogger().setLogLevel(static_cast<int>(Level::Off));
+    for (const long long odd : {0LL, 2LL, 3LL}) {
+        const auto readAndWrite = [odd] {
+            KrvFault::arm("IpIndGetMsrInfo", Answer::Custom, 1, 2, odd);
+            getMsrParams("Length3d");
+            setMsrParams("Length3d", {});
+        };
+        readAndWrite();
+        const std::size_t before = kapitest::heapInUse();
+        for (int i = 0; i < 1000; ++i) readAndWrite();
+        EXPECT_LT(kapitest::heapInUse(), before + 4096) << odd;
+    }
+    getKorvaneAPILogger().setLogLevel(static_cast<int>(Level::Debug));
 
     KrvFault::arm("IpIndSetMsrInfo", Answer::NonZero);
     EXPECT_FALSE(setFeret3dMsrParams(4));
@@ -284,13 +299,41 @@ TEST_F(Measures, FeretAnglesPolarBlockFirstInDegrees) {
         EXPECT_GE(small[100 + i], 0.f);
         EXPECT_LT(small[100 + i], 360.f);
     }
-    EXPECT_EQ(getUniformFeret3dAngles(101).size(), 202u);
-    EXPECT_EQ(KrvFault::calls("SphereSampling::run"), 1u);
     KrvFault::arm("SphereSampling::run", Answer::Custom, 1, 1, 7);
     EXPECT_EQ(getUniformFeret3dAngles(500).size(), 14u);
     KrvFault::arm("SphereSampling::run", Answer::Custom, 1, 1, 0);
     EXPECT_TRUE(getUniformFeret3dAngles(500).empty());
     EXPECT_EQ(log->find("IpSampleHalfSphereAngle failed while setting Feret3d parameters").size(), 1u);
+}
+
+// Each sampler's radians in degrees (widened to double, times 180, over pi, narrowed), the polar
+// block first: the small sampler up to 100 directions, the large one from 101.
+TEST_F(Measures, FeretAnglesAreTheSamplersRadiansInDegrees) {
+    const auto degrees = [](float radians) { return static_cast<float>(static_cast<double>(radians) * 180.0 / M_PI); };
+    for (const int n : {7, 100, 101}) {
+        std::vector<float> azimuths(static_cast<std::size_t>(n)), polars(azimuths.size());
+        if (n <= 100) {
+            ASSERT_EQ(IpSampleHalfSphereAngle(n, azimuths.data(), polars.data()), 0);
+        } else {
+            zel::container::Vector<zel::math::Vector2<double>> directions;
+            const auto sampler = zel::geometry::SphereSampling::New(nullptr);
+            sampler->directionCount = static_cast<unsigned int>(n);
+            sampler->method = 1;
+            sampler->output = &directions;
+            sampler->run(nullptr);
+            for (std::size_t i = 0; i < directions.size(); ++i) {
+                azimuths[i] = static_cast<float>(directions[i][0]);
+                polars[i] = static_cast<float>(directions[i][1]);
+            }
+        }
+        std::vector<float> expected;
+        for (const float polar : polars) expected.push_back(degrees(polar));
+        for (const float azimuth : azimuths) expected.push_back(degrees(azimuth));
+        KrvFault::reset();
+        EXPECT_EQ(getUniformFeret3dAngles(n), expected) << n;
+        EXPECT_EQ(KrvFault::calls("IpSampleHalfSphereAngle"), n <= 100 ? 1u : 0u) << n;
+        EXPECT_EQ(KrvFault::calls("SphereSampling::run"), n <= 100 ? 0u : 1u) << n;
+    }
 }
 
 std::vector<std::string> g_progress;

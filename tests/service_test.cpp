@@ -1,5 +1,6 @@
 // The proxy service over the real registry: status-bar forwarding, target designation and the
 // conversions into the Tarsel spreadsheet and object model, with the suite refusing each step.
+#include <locale>
 #include <string>
 #include <vector>
 
@@ -100,6 +101,16 @@ TEST_F(ProxyServiceTest, RefusedConversionsWarnOnTheirLinesAndGoOn) {
     EXPECT_NE(model.get("Area"), nullptr);
 
     log->clear();
+    sheet.clear();
+    KrvFault::arm("krvToObjectModel", KrvFault::Answer::Zero);
+    send(eMessageSetSpreadsheet, {static_cast<void*>(&sheet)});
+    send(eMessageSetObjectModel, {static_cast<void*>(&model)});
+    send(eMessageConvertResults, {"areas"});
+    EXPECT_EQ(sheet.columns().size(), 2u);
+    expectLogLine(*log, Level::Warn, "Failed to convert Korvane data areas with data type 3 to Tarsel", kService,
+                  110);
+
+    log->clear();
     KrvFault::arm("krvToObjectModel", KrvFault::Answer::Zero);
     send(eMessageSetSpreadsheet, {static_cast<void*>(&sheet)});
     send(eMessageSetObjectModel, {static_cast<void*>(&model)});
@@ -117,6 +128,20 @@ TEST_F(ProxyServiceTest, RefusedConversionsWarnOnTheirLinesAndGoOn) {
     EXPECT_EQ(log->find("No Tarsel spreadsheet selected, can't convert Korvane data areas with data type 3 to Tarsel")
                   .size(),
               1u);
+}
+
+// Numbers in a line are written as a fresh string stream writes them: in the client's locale.
+TEST_F(ProxyServiceTest, MessageLineFollowsTheClientsGlobalLocale) {
+    struct GroupingComma : std::numpunct<char> {
+        char do_thousands_sep() const override { return ','; }
+        std::string do_grouping() const override { return "\3"; }
+    };
+    const std::locale previous = std::locale::global(std::locale(std::locale::classic(), new GroupingComma));
+    send(eMessageConvertData, {"areas", 3});
+    std::locale::global(previous);
+    expectLogLine(*log, Level::Debug,
+                  "Receiving message from service 6, objectType = tab, objectName = t1, messageId = 4,300", kService,
+                  54);
 }
 
 TEST_F(ProxyServiceTest, UnknownMessagesAndCopiesLeaveTheRegisteredServiceAlone) {

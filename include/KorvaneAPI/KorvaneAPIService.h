@@ -2,7 +2,9 @@
 // texts, which it forwards to the client's status-bar hook, and named data to convert for the
 // Tarsel application: message 4301 designates a spreadsheet and 4306 an object model; the next
 // conversion (4300 with a data type, 4303 for a result table) fills them, then forgets both.
-// A conversion with no target, or one the suite refuses, writes a Warn line and nothing else.
+// A conversion with no target writes a Warn line and converts nothing. A target the suite refuses
+// gets a Warn line of its own, and the conversion goes on: a refused spreadsheet still leaves the
+// object model to convert. Both designations are forgotten after every conversion.
 #pragma once
 #include <KorvaneAPI/KorvaneAPIExport.h>
 #include <vantry_service_handler/CService.h>

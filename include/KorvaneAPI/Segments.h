@@ -19,8 +19,10 @@ KORVANEAPI_EXPORT int getNbChain(const std::string& name);
 KORVANEAPI_EXPORT int getNbItems(const std::string& name, int chain);
 
 // Item `item` of chain `chain` of `name` into the four outputs, in the suite's order
-// (x1, y1, x2, y2). True when they were filled; false when there is no such object (outputs
-// untouched) or the chain or item is out of range.
+// (x1, y1, x2, y2). True whenever the suite answers more than 0 (its way of saying it filled
+// them); false when there is no such object (outputs untouched), and false when the suite answers
+// 0 or less, as it does for a chain or item out of range (the outputs then hold whatever the
+// suite wrote, which the stand-alone suite leaves untouched).
 KORVANEAPI_EXPORT bool getSegment(const std::string& name, int chain, int item, float& x1, float& y1, float& x2,
                                   float& y2);
 

@@ -2,6 +2,9 @@
 
 #include <atomic>
 #include <fstream>
+#include <map>
+
+#include <malloc.h>
 
 #include <boost/filesystem.hpp>
 
@@ -55,20 +58,56 @@ void expectLogLine(const LogCapture& capture, KrvLoggerLevel level, const std::s
     EXPECT_EQ(found[0].logger, "Korvane.KorvaneAPI") << message;
 }
 
-int sourceLine(const std::string& fileTail, const std::string& snippet) {
+static std::vector<std::string> sourceText(const std::string& fileTail) {
     std::ifstream source(std::string(KORVANE_SOURCE_DIR) + "/" + fileTail);
     EXPECT_TRUE(source.good()) << fileTail;
-    std::string text;
+    std::vector<std::string> lines;
+    for (std::string text; std::getline(source, text);) lines.push_back(text);
+    return lines;
+}
+
+int sourceLine(const std::string& fileTail, const std::string& snippet) {
+    const std::vector<std::string> lines = sourceText(fileTail);
     int found = 0;
     int matches = 0;
-    for (int number = 1; std::getline(source, text); ++number) {
-        if (text.find(snippet) == std::string::npos) continue;
-        found = number;
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+        if (lines[i].find(snippet) == std::string::npos) continue;
+        found = static_cast<int>(i) + 1;
         ++matches;
     }
     EXPECT_EQ(matches, 1) << "lines of " << fileTail << " holding " << snippet;
     return found;
 }
+
+void expectLinesNameTheirStatements(const LogCapture& capture) {
+    static std::map<std::string, std::vector<std::string>> sources;
+    for (const LogLine& logged : capture.lines()) {
+        if (logged.logger != "Korvane.KorvaneAPI") continue;
+        std::vector<std::string>& source = sources[logged.file];
+        if (source.empty()) {
+            // The build names sources relative to its folder ("../../src/..."); read the checkout's.
+            std::string path = logged.file;
+            while (path.compare(0, 3, "../") == 0) path.erase(0, 3);
+            std::ifstream in(path.front() == '/' ? path : std::string(KORVANE_SOURCE_DIR) + "/" + path);
+            for (std::string text; std::getline(in, text);) source.push_back(text);
+        }
+        const bool inFile = logged.line >= 1 && static_cast<std::size_t>(logged.line) <= source.size();
+        const std::string text = inFile ? source[static_cast<std::size_t>(logged.line) - 1] : "";
+        const auto holds = [&text](const char* statement) { return text.find(statement) != std::string::npos; };
+        EXPECT_TRUE(holds("KAPI_LOG(") || holds("KAPI_FAILURE(") || holds("KAPI_COPY_NAMES("))
+            << logged.file << ":" << logged.line << " logged \"" << logged.message << "\" but holds: " << text;
+    }
+}
+
+int sourceLineAfter(const std::string& fileTail, const std::string& anchor, const std::string& snippet) {
+    const std::vector<std::string> lines = sourceText(fileTail);
+    for (std::size_t i = static_cast<std::size_t>(sourceLine(fileTail, anchor)); i < lines.size(); ++i)
+        if (lines[i].find(snippet) != std::string::npos) return static_cast<int>(i) + 1;
+    ADD_FAILURE() << snippet << " after " << anchor << " in " << fileTail;
+    return 0;
+}
+
+std::size_t heapInUse() { return mallinfo2().uordblks; }
 
 std::string makeSettingsFolder(const std::string& extra) {
     static std::atomic<int> counter{0};
@@ -95,6 +134,7 @@ void SuiteTest::SetUp() {
 void SuiteTest::TearDown() {
     KrvFault::reset();
     endKorvaneAPI();
+    expectLinesNameTheirStatements(*log);
     log->uninstall();
     removeFolder(folder);
 }

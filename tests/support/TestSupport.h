@@ -1,6 +1,7 @@
 // What the API tests share: a sink that keeps every log line, a settings folder of their own,
 // and a fixture that starts the stand-alone suite with Debug lines enabled.
 #pragma once
+#include <cstddef>
 #include <memory>
 #include <string>
 #include <vector>
@@ -47,6 +48,18 @@ void expectLogLine(const LogCapture& capture, KrvLoggerLevel level, const std::s
 // that holds `snippet`; fails the test unless exactly one line does. Lets a test hold a log line
 // to the statement that writes it without restating the number.
 int sourceLine(const std::string& fileTail, const std::string& snippet);
+// The first line below the one holding `anchor` that holds `snippet`: for a text that several
+// functions of one file log alike.
+int sourceLineAfter(const std::string& fileTail, const std::string& anchor, const std::string& snippet);
+
+// Bytes of the C heap in use. Memory that a call fails to release shows as growth over many
+// calls; under the sanitizers, whose allocator this does not see, it stays put (and they check).
+std::size_t heapInUse();
+
+// Every line the library logged names the line of the statement that logs it: the source file
+// holds a logging statement (KAPI_LOG, KAPI_FAILURE, or KAPI_COPY_NAMES for a name list) at
+// each logged line.
+void expectLinesNameTheirStatements(const LogCapture& capture);
 
 // A fresh folder with Tarsel.ini asking for Debug lines and a log folder inside it; `extra` is
 // appended to the settings file. Removed by the fixture.

@@ -111,6 +111,7 @@ constexpr Results kResults[] = {
     {"setFeret3dMsrParams", "nothing", "as getUniformFeret3dAngles, or when setMsrParams of Length3d fails"},
     {"feret", "the N directions, one a line, then the covering radius, worst Feret error and kappa",
      "as getUniformFeret3dAngles"},
+    {"feretSvg", "wrote FILE", "as getUniformFeret3dAngles, for more than 20000 directions, or when FILE cannot be written"},
 };
 
 }  // namespace

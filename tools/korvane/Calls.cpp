@@ -3,7 +3,6 @@
 #include <charconv>
 #include <cmath>
 #include <cstdlib>
-#include <sstream>
 
 namespace korvane {
 
@@ -90,23 +89,30 @@ Output succeeded(bool ok, const std::string& call, const std::string& why) {
     return {};
 }
 
-Output said(bool value) { return {value ? "true" : "false"}; }
-Output said(long long value) { return {std::to_string(value)}; }
-Output said(const std::string& value) { return {value}; }
-Output said(const std::vector<std::string>& values) { return values; }
+Output said(bool value) { return {{value ? "true" : "false"}, value}; }
+Output said(long long value) { return {{std::to_string(value)}, value}; }
+Output said(const std::string& value) { return {{value}, value}; }
+Output said(const std::vector<std::string>& values) { return {values, values}; }
 
-template <class Number>
-static Output numbers(const std::vector<Number>& values) {
-    Output lines;
-    for (const Number value : values) {
-        std::ostringstream text;
-        text << value;  // the stream's default format, as the API's log lines print numbers
-        lines.push_back(text.str());
+Output said(const std::vector<float>& values) {
+    Output output{{}, Json::array()};
+    for (const float value : values) {
+        output.lines.push_back(shortest(value));
+        output.value.push_back(jsonNumber(value));
     }
-    return lines;
+    return output;
 }
 
-Output said(const std::vector<float>& values) { return numbers(values); }
-Output said(const std::vector<int>& values) { return numbers(values); }
+Output said(const std::vector<int>& values) {
+    Output output{{}, values};
+    for (const int value : values) output.lines.push_back(std::to_string(value));
+    return output;
+}
+
+Output saidOnOneLine(const std::vector<int>& values) {
+    std::string line;
+    for (const int value : values) line += (line.empty() ? "" : " ") + std::to_string(value);
+    return {{line}, values};
+}
 
 }  // namespace korvane

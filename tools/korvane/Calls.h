@@ -10,15 +10,10 @@
 #include <string>
 #include <vector>
 
+#include "JsonOutput.h"
+#include "ScriptReader.h"
+
 namespace korvane {
-
-using Args = std::vector<std::string>;
-
-// A script error: bad arguments, an unknown call, an unmet expectation. The script stops at it
-// unless --keep-going is given; the tool then exits with status 1.
-struct ScriptError : std::runtime_error {
-    using std::runtime_error::runtime_error;
-};
 
 // A call that reported failure by its result (false, -1, an empty answer where one was
 // required); `fails` accepts it like an exception.
@@ -26,8 +21,15 @@ struct CallFailed : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-// What a call printed, line by line; `expect` compares the last call's lines.
-using Output = std::vector<std::string>;
+// What a call printed, line by line (`expect` compares the last call's lines), and the same as
+// a typed value for --json: a number, a text, an array for a list, an object for a record
+// (null when the call printed nothing).
+struct Output {
+    Output() = default;
+    Output(Args printed, Json typed) : lines(std::move(printed)), value(std::move(typed)) {}
+    Args lines;
+    Json value;
+};
 
 struct Call {
     std::string usage;    // "createFilter NAME FORMULA"
@@ -75,6 +77,8 @@ Output said(const std::string& value);
 Output said(const std::vector<std::string>& values);
 Output said(const std::vector<float>& values);
 Output said(const std::vector<int>& values);
+// Numbers on one line, separated by blanks, and as an array.
+Output saidOnOneLine(const std::vector<int>& values);
 
 // The register functions of the families.
 void addCoreCalls(CallTable& table);
@@ -86,8 +90,9 @@ void addCommandCalls(CallTable& table);
 // The results texts of the families' calls (CallResults.cpp).
 void describeResults(CallTable& table);
 
-// "korvane commands": the catalogue by category, with descriptions and parameters.
-void printCommands(std::ostream& out);
+// "korvane commands": the catalogue by category, with descriptions and parameters (one object
+// per command with --json).
+void printCommands(std::ostream& out, bool json);
 void addMeasureCalls(CallTable& table);
 
 // The lines of `korvane feret N`: the directions, then their covering radius.

@@ -22,25 +22,46 @@ std::string parameters(const CProCmd& command) {
     return text;
 }
 
+// {"name", "category", "description", "parameters": [{"name", "type", "default"}]}.
+Json commandRecord(const CProCmd& command) {
+    Json params = Json::array();
+    for (const CProCmdParam& p : command.GetParams()) {
+        Json param{{"name", p.name}, {"type", p.type}};
+        if (*p.defaultValue) param["default"] = p.defaultValue;
+        params.push_back(std::move(param));
+    }
+    return {{"name", command.GetName().m_str},
+            {"category", command.GetCategory().m_str},
+            {"description", command.GetDescription().m_str},
+            {"parameters", std::move(params)}};
+}
+
 Output commandInfo(const Args& args) {
     const CProCmd* command = getCmdInfo(args[0]);
     if (command == nullptr) throw CallFailed("getCmdInfo failed: no command " + args[0]);
-    return {command->GetName().m_str + " [" + command->GetCategory().m_str + "]", command->GetDescription().m_str,
-            "parameters: " + parameters(*command)};
+    return {{command->GetName().m_str + " [" + command->GetCategory().m_str + "]", command->GetDescription().m_str,
+             "parameters: " + parameters(*command)},
+            commandRecord(*command)};
 }
 
 Output lastProgress(const Args&) {
     const ProgressSeen& seen = progressSeen();
     if (seen.messages == 0) return {};
-    return {seen.message, said(std::vector<float>{seen.ratio})[0]};
+    return {{seen.message, shortest(seen.ratio)}, {{"message", seen.message}, {"ratio", jsonNumber(seen.ratio)}}};
 }
 
 }  // namespace
 
-void printCommands(std::ostream& out) {
+void printCommands(std::ostream& out, bool json) {
     std::string category;
     for (const std::string& name : getCmdNameColl()) {
         const CProCmd* command = getCmdInfo(name);
+        if (json) {
+            Json object = jsonObject("command");
+            object.update(command == nullptr ? Json{{"name", name}} : commandRecord(*command));
+            writeJson(out, object);
+            continue;
+        }
         if (command == nullptr) {
             out << "  " << name << '\n';
             continue;

@@ -21,12 +21,11 @@ const std::map<std::string, std::string> kListOverrides = {
 const char* const kMeasureCalls[] = {"getMsrInfo", "getMsrParams", "setMsrParams"};
 const char* const kMeasureLists[] = {"getNatMsrList", "getUsrMsrList"};
 
-const char* const kStatements[] = {"expect", "fails", "print", "help", "quit"};
-
+// The words that start with the prefix, as the line would hold them (quoted where needed).
 std::vector<std::string> withPrefix(const std::vector<std::string>& words, const std::string& prefix) {
     std::vector<std::string> matches;
     for (const std::string& word : words)
-        if (word.compare(0, prefix.size(), prefix) == 0) matches.push_back(word);
+        if (word.compare(0, prefix.size(), prefix) == 0) matches.push_back(quoteWord(word));
     std::sort(matches.begin(), matches.end());
     matches.erase(std::unique(matches.begin(), matches.end()), matches.end());
     return matches;
@@ -35,6 +34,12 @@ std::vector<std::string> withPrefix(const std::vector<std::string>& words, const
 std::vector<std::string> callNames() {
     std::vector<std::string> names;
     for (const auto& [name, call] : calls().all()) names.push_back(name);
+    return names;
+}
+
+std::vector<std::string> callsAndStatements() {
+    std::vector<std::string> names = callNames();
+    for (const Statement& statement : statements()) names.push_back(statement.name);
     return names;
 }
 
@@ -58,20 +63,12 @@ std::string listCallFor(const std::string& call) {
 }
 
 std::vector<std::string> completeLine(const std::string& line) {
-    Args words;
-    try {
-        words = splitLine(line);
-    } catch (const ScriptError&) {
-        return {};  // inside an unclosed quote: nothing to offer
-    }
-    const bool fresh = line.empty() || line.back() == ' ' || line.back() == '\t';
+    const PartialLine read = splitPartial(line);
+    const Args& words = read.words;
+    const bool fresh = read.newWord && !read.openQuote;
     const std::string typed = fresh || words.empty() ? "" : words.back();
     std::size_t index = fresh ? words.size() : words.size() - 1;
-    if (index == 0) {
-        std::vector<std::string> names = callNames();
-        names.insert(names.end(), std::begin(kStatements), std::end(kStatements));
-        return withPrefix(names, typed);
-    }
+    if (index == 0 || (words[0] == "help" && index == 1)) return withPrefix(callsAndStatements(), typed);
     std::size_t callAt = 0;
     if (words[0] == "fails") callAt = 1;
     if (words[0] == "help" || (callAt == 1 && index == 1)) return index == 1 ? withPrefix(callNames(), typed) : Args{};
@@ -95,7 +92,7 @@ std::vector<std::string> completeLine(const std::string& line) {
         if (list == nullptr || list->minArgs != 0) continue;
         try {
             const Output listed = list->run({});
-            names.insert(names.end(), listed.begin(), listed.end());
+            names.insert(names.end(), listed.lines.begin(), listed.lines.end());
         } catch (const std::exception&) {
             // no names from a list that fails
         }

@@ -7,7 +7,7 @@
 namespace korvane {
 
 // The words that can replace the last, partly typed word of `line` (the text before the
-// cursor), sorted. Calls a list function of the library when an object name is wanted, so the
+// cursor), sorted, as the line would hold them: a name with blanks in quotes. Calls a list function of the library when an object name is wanted, so the
 // suite must be running.
 std::vector<std::string> completeLine(const std::string& line);
 

@@ -8,25 +8,20 @@ namespace korvane {
 
 namespace {
 
-std::string oneLine(const int* values, std::size_t count) {
-    std::string line;
-    for (std::size_t i = 0; i < count; ++i) line += (i ? " " : "") + std::to_string(values[i]);
-    return line;
-}
-
 Output morphoLutData(const Args& args) {
     int* values = nullptr;
     int size = 0;
     const bool ok = getMorphoLutDataPtr(args[0], values, size);
     succeeded(ok, "getMorphoLutDataPtr", "size " + std::to_string(size));
-    return {std::to_string(size) + " values: " + oneLine(values, static_cast<std::size_t>(size))};
+    const Output listed = saidOnOneLine(std::vector<int>(values, values + size));
+    return {{std::to_string(size) + " values: " + listed.lines[0]}, {{"count", size}, {"values", listed.value}}};
 }
 
 Output morphoLutFlags(const Args& args) {
     int flag1 = 0;
     int flag2 = 0;
     succeeded(getMorphoLutFlags(args[0], flag1, flag2), "getMorphoLutFlags");
-    return {"flag1 " + std::to_string(flag1) + ", flag2 " + std::to_string(flag2)};
+    return {{"flag1 " + std::to_string(flag1) + ", flag2 " + std::to_string(flag2)}, {{"flag1", flag1}, {"flag2", flag2}}};
 }
 
 Output createMorpho(const Args& args) {
@@ -60,8 +55,7 @@ void addImageCalls(CallTable& table) {
                             [](const Args& a) { return succeeded(createLut(a[0], toInts(a, 1, "VALUE")), "createLut"); }});
     table.add("getLutValues", {"getLutValues NAME", "a table's values on one line (empty when unknown)", 1, 1,
                                [](const Args& a) {
-                                   const std::vector<int> values = getLutValues(a[0]);
-                                   return Output{oneLine(values.data(), values.size())};
+                                   return saidOnOneLine(getLutValues(a[0]));
                                }});
     table.add("removeLut", {"removeLut NAME", "removes a lookup table of either kind", 1, 1, [](const Args& a) {
                                 removeLut(a[0]);

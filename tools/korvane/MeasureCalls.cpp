@@ -21,12 +21,16 @@ eMsrUnitDim unitDim(const Args& args, std::size_t at) {
 Output describe(const Args& args) {
     MeasureInfo info;
     if (!getMsrInfo(args[0], info)) throw CallFailed("getMsrInfo failed: no measure " + args[0]);
-    return {"name " + info.name,
-            std::string("kind ") + (info.isUser ? "user" : "native"),
-            "unitDim " + std::to_string(info.unitDim),
-            "dimension " + std::to_string(info.dimension),
-            "params " + std::to_string(info.nbParams),
-            "description " + info.description};
+    const char* kind = info.isUser ? "user" : "native";
+    return {{"name " + info.name, std::string("kind ") + kind, "unitDim " + std::to_string(info.unitDim),
+             "dimension " + std::to_string(info.dimension), "params " + std::to_string(info.nbParams),
+             "description " + info.description},
+            {{"name", info.name},
+             {"kind", kind},
+             {"unitDim", info.unitDim},
+             {"dimension", info.dimension},
+             {"params", info.nbParams},
+             {"description", info.description}}};
 }
 
 Output formula(const Args& args) {
@@ -40,22 +44,29 @@ Output formula(const Args& args) {
 Output feretListing(int n, bool vectors) {
     const std::vector<float> angles = getUniformFeret3dAngles(n);
     const std::vector<Direction> set = directionsFromDegrees(angles);
-    Output lines;
+    Output output{{}, {{"directions", Json::array()}}};
     const std::size_t m = set.size();
     for (std::size_t i = 0; i < m; ++i) {
-        std::ostringstream line;
-        if (vectors)
-            line << std::fixed << std::setprecision(6) << set[i][0] << ' ' << set[i][1] << ' ' << set[i][2];
-        else
-            line << angles[i] << ' ' << angles[m + i];
-        lines.push_back(line.str());
+        if (vectors) {
+            output.lines.push_back(shortest(set[i][0]) + ' ' + shortest(set[i][1]) + ' ' + shortest(set[i][2]));
+            output.value["directions"].push_back({set[i][0], set[i][1], set[i][2]});
+        } else {
+            output.lines.push_back(shortest(angles[i]) + ' ' + shortest(angles[m + i]));
+            output.value["directions"].push_back({jsonNumber(angles[i]), jsonNumber(angles[m + i])});
+        }
     }
+    // The summary line is for reading, to four digits; the JSON object has the values exact.
     const double radius = coveringRadius(set);
+    const double worstError = 1.0 - std::cos(radius);
+    const double kappa = static_cast<double>(m) * worstError;
     std::ostringstream summary;
     summary << std::setprecision(4) << "covering radius " << radius * 180.0 / M_PI << " degrees, worst Feret error "
-            << 100.0 * (1.0 - std::cos(radius)) << "%, kappa " << static_cast<double>(m) * (1.0 - std::cos(radius));
-    lines.push_back(summary.str());
-    return lines;
+            << 100.0 * worstError << "%, kappa " << kappa;
+    output.lines.push_back(summary.str());
+    output.value["covering_radius_degrees"] = radius * 180.0 / M_PI;
+    output.value["worst_feret_error"] = worstError;
+    output.value["kappa"] = kappa;
+    return output;
 }
 
 void addMeasureCalls(CallTable& table) {
@@ -103,6 +114,11 @@ void addMeasureCalls(CallTable& table) {
                                       1, 1, [](const Args& a) {
                                           return succeeded(setFeret3dMsrParams(toInt(a[0], "N")), "setFeret3dMsrParams");
                                       }});
+    table.add("feretSvg", {"feretSvg N FILE", "draws N uniform directions as an SVG picture (korvane feret N --svg FILE)",
+                           2, 2, [](const Args& a) {
+                               writeFeretSvg(toInt(a[0], "N"), a[1]);
+                               return Output{{"wrote " + a[1]}, {{"file", a[1]}}};
+                           }});
     table.add("feret", {"feret N [vectors]", "N uniform directions (polar angle and azimuth in degrees, or unit "
                         "vectors), then their covering radius and worst-case Feret error", 1, 2,
                         [](const Args& a) {

@@ -1,5 +1,6 @@
 #include "ProgressBar.h"
 
+#include <csignal>
 #include <cstdio>
 
 #include <unistd.h>
@@ -11,6 +12,7 @@ namespace korvane {
 namespace {
 
 ProgressSeen g_seen;
+volatile std::sig_atomic_t g_interrupt = 0;
 bool g_drawn = false;
 bool g_terminal = false;
 
@@ -31,7 +33,7 @@ void onMessage(const std::string& message) {
     if (g_seen.ratio >= 1.0f) endProgressBar();
 }
 
-bool onFlush() { return true; }
+bool onFlush() { return g_interrupt == 0; }
 
 }  // namespace
 
@@ -51,6 +53,10 @@ void removeProgress() {
 
 const ProgressSeen& progressSeen() { return g_seen; }
 void resetProgressSeen() { g_seen = ProgressSeen(); }
+
+void requestInterrupt() noexcept { g_interrupt = 1; }
+bool interrupted() noexcept { return g_interrupt != 0; }
+void clearInterrupt() noexcept { g_interrupt = 0; }
 
 void endProgressBar() {
     if (!g_drawn) return;

@@ -22,4 +22,11 @@ void resetProgressSeen();
 // Erases the bar, if one is drawn; for calls whose work may stop before the last step.
 void endProgressBar();
 
+// Ctrl-C in the shell: the signal handler asks, the flush callback answers false from then on,
+// so that the suite stops the call's work; the tool asks before each call whether it was
+// interrupted.
+void requestInterrupt() noexcept;  // async-signal-safe
+bool interrupted() noexcept;
+void clearInterrupt() noexcept;
+
 }  // namespace korvane

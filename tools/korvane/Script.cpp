@@ -1,47 +1,34 @@
 #include "Script.h"
 
 #include "Completion.h"
+#include "ProgressBar.h"
+#include "SuiteLog.h"
 
 #include <algorithm>
 #include <cctype>
-#include <cstdio>
 #include <exception>
 #include <istream>
 #include <ostream>
+#include <sstream>
 
 namespace korvane {
 
-Args splitLine(const std::string& line) {
-    Args words;
-    std::string word;
-    bool inWord = false;
-    bool quoted = false;
-    for (std::size_t i = 0; i < line.size(); ++i) {
-        const char c = line[i];
-        if (quoted) {
-            if (c == '\\' && i + 1 < line.size() && (line[i + 1] == '"' || line[i + 1] == '\\')) {
-                word += line[++i];
-            } else if (c == '"') {
-                quoted = false;
-            } else {
-                word += c;
-            }
-        } else if (c == '"') {
-            quoted = inWord = true;
-        } else if (c == '#') {
-            break;
-        } else if (c == ' ' || c == '\t' || c == '\r') {
-            if (inWord) words.push_back(std::move(word));
-            word.clear();
-            inWord = false;
-        } else {
-            word += c;
-            inWord = true;
-        }
-    }
-    if (quoted) throw ScriptError("unclosed quote");
-    if (inWord) words.push_back(std::move(word));
-    return words;
+const std::vector<Statement>& statements() {
+    static const std::vector<Statement> table = {
+        {"expect", "expect LINE...", "the previous call printed exactly these lines (none: printed nothing)"},
+        {"fails", "fails CALL ARGS...", "the call must fail; its message is printed"},
+        {"print", "print TEXT...", "prints the text"},
+        {"complete", "complete TEXT", "prints what the shell's Tab offers after TEXT (\"removeFilter \")"},
+        {"help", "help [CALL]", "lists the calls and statements, or describes one"},
+        {"quit", "quit", "ends the script or leaves the shell (so do exit and, in the shell, Ctrl-D)"},
+    };
+    return table;
+}
+
+static const Statement* findStatement(const std::string& name) {
+    for (const Statement& statement : statements())
+        if (name == statement.name || (name == "exit" && std::string(statement.name) == "quit")) return &statement;
+    return nullptr;
 }
 
 Interpreter::Interpreter(std::ostream& out, std::ostream& err, ScriptOptions options)
@@ -67,108 +54,116 @@ Output Interpreter::callOrThrow(const Args& words) const {
     if (args.size() < call->minArgs || args.size() > call->maxArgs)
         throw ScriptError("takes " + argumentCount(*call) + " argument(s), " + std::to_string(args.size()) +
                           " given (usage: " + call->usage + ")");
-    return call->run(args);
-}
-
-static std::string joinedLines(const Output& lines) {
-    std::string text;
-    for (const std::string& line : lines) text += "\n    " + line;
-    return lines.empty() ? " (nothing)" : text;
-}
-
-std::string jsonString(const std::string& text) {
-    std::string quoted = "\"";
-    for (const char c : text) {
-        switch (c) {
-        case '"': quoted += "\\\""; break;
-        case '\\': quoted += "\\\\"; break;
-        case '\n': quoted += "\\n"; break;
-        case '\t': quoted += "\\t"; break;
-        case '\r': quoted += "\\r"; break;
-        default:
-            if (static_cast<unsigned char>(c) < 0x20) {
-                char escaped[8];
-                std::snprintf(escaped, sizeof escaped, "\\u%04x", c);
-                quoted += escaped;
-            } else {
-                quoted += c;
-            }
-        }
+    forgetFormulaRefusal();
+    clearInterrupt();
+    try {
+        Output output = call->run(args);
+        if (interrupted()) throw CallFailed(words[0] + " interrupted");
+        return output;
+    } catch (const CallFailed& failed) {
+        if (interrupted()) throw CallFailed(words[0] + " interrupted");
+        const std::string reason = formulaRefusal(args);
+        if (reason.empty()) throw;
+        throw CallFailed(std::string(failed.what()) + ": formula refused " + reason);
     }
-    return quoted + '"';
 }
 
-static std::string jsonArray(Args::const_iterator first, Args::const_iterator last) {
-    std::string array = "[";
-    for (auto it = first; it != last; ++it) array += (it == first ? "" : ",") + jsonString(*it);
-    return array + "]";
-}
-
-// One JSON object for a call, a fails statement, an expect or a print:
-// {"line":N,"call":NAME,"args":[...],"ok":BOOL,"result":[...]} or ... "error":TEXT}; a fails
-// statement adds "expected_failure":true and is ok when the call failed.
-void Interpreter::report(const Args& words, bool ok, const Output& result, const std::string& error, bool expected) {
+// One JSON object for a line: {"version":1,"type":"call","line":N,"call":NAME,"args":[...],
+// "ok":BOOL} with "result" (a call that succeeded) or "error"; a fails statement adds
+// "expected_failure":true and is ok when the call failed, with its message in "error".
+void Interpreter::report(const Args& words, bool ok, const Json& result, const std::string& error) {
     if (!m_options.json) return;
     const bool failsStatement = !words.empty() && words[0] == "fails";
     const auto call = words.begin() + (failsStatement && words.size() > 1 ? 1 : 0);
-    m_out << "{\"line\":" << m_number;
-    if (call != words.end()) m_out << ",\"call\":" << jsonString(*call) << ",\"args\":" << jsonArray(call + 1, words.end());
-    if (failsStatement) m_out << ",\"expected_failure\":true";
-    m_out << ",\"ok\":" << (ok ? "true" : "false");
-    if (!error.empty() && (!ok || expected)) m_out << ",\"error\":" << jsonString(error);
-    if (ok && !expected) m_out << ",\"result\":" << jsonArray(result.begin(), result.end());
-    m_out << "}\n";
+    Json object = jsonObject("call");
+    object["line"] = m_number;
+    object["call"] = call != words.end() ? *call : std::string();
+    object["args"] = call != words.end() ? Args(call + 1, words.end()) : Args();
+    if (failsStatement) object["expected_failure"] = true;
+    object["ok"] = ok;
+    if (!ok || failsStatement)
+        object["error"] = error;
+    else
+        object["result"] = result;
+    writeJson(m_out, object);
+}
+
+void Interpreter::status(const std::string& text) {
+    if (!m_options.json) {
+        m_out << "  [status] " << text << '\n';
+        return;
+    }
+    Json object = jsonObject("status");
+    object["line"] = m_number;
+    object["text"] = text;
+    writeJson(m_out, object);
+}
+
+void Interpreter::runFails(const Args& words) {
+    if (words.size() < 2) throw ScriptError("usage: fails CALL ARGS...");
+    const Args call(words.begin() + 1, words.end());
+    m_verb = call[0];
+    try {
+        callOrThrow(call);
+    } catch (const ScriptError&) {
+        throw;
+    } catch (const std::exception& e) {
+        m_last = {{e.what()}, e.what()};
+        if (m_options.json)
+            report(words, true, nullptr, e.what());
+        else if (m_options.echo)
+            m_out << "  failed as expected: " << e.what() << '\n';
+        return;
+    }
+    throw ScriptError("did not fail");
+}
+
+static std::string joined(Args::const_iterator first, Args::const_iterator last) {
+    std::string text;
+    for (auto it = first; it != last; ++it) text += (it == first ? "" : " ") + *it;
+    return text;
 }
 
 void Interpreter::runWords(const Args& words) {
     const std::string& verb = words[0];
+    Output output;
     if (verb == "print") {
-        std::string text;
-        for (std::size_t i = 1; i < words.size(); ++i) text += (i > 1 ? " " : "") + words[i];
-        if (m_options.json)
-            report(words, true, {text}, "", false);
-        else
-            m_out << text << '\n';
+        const std::string text = joined(words.begin() + 1, words.end());
+        output = {{text}, text};
     } else if (verb == "expect") {
-        const Output wanted(words.begin() + 1, words.end());
-        if (wanted != m_last)
-            throw ScriptError("expected" + joinedLines(wanted) + "\n  but the last call printed" + joinedLines(m_last));
-        report(words, true, m_last, "", false);
+        if (const auto unmet = unmetExpectation(Args(words.begin() + 1, words.end()), m_last.lines))
+            throw ScriptError(*unmet);
+        return report(words, true, nullptr, "");
     } else if (verb == "complete") {
         if (words.size() != 2) throw ScriptError("usage: complete TEXT");
-        m_last = completeLine(words[1]);
-        if (m_options.json) return report(words, true, m_last, "", false);
-        for (const std::string& line : m_last) m_out << (m_options.echo ? "  " : "") << line << '\n';
+        const Args offered = completeLine(words[1]);
+        output = {offered, offered};
     } else if (verb == "fails") {
-        if (words.size() < 2) throw ScriptError("usage: fails CALL ARGS...");
-        const Args call(words.begin() + 1, words.end());
-        m_verb = call[0];
-        try {
-            callOrThrow(call);
-        } catch (const ScriptError&) {
-            throw;
-        } catch (const std::exception& e) {
-            m_last = {e.what()};
-            if (m_options.json)
-                report(words, true, {}, e.what(), true);
-            else if (m_options.echo)
-                m_out << "  failed as expected: " << e.what() << '\n';
-            return;
-        }
-        throw ScriptError("did not fail");
+        return runFails(words);
+    } else if (verb == "help" && words.size() <= 2) {
+        if (m_options.json) return printHelp(m_out, words.size() == 2 ? words[1] : "", true);
+        std::ostringstream text;
+        printHelp(text, words.size() == 2 ? words[1] : "");
+        return void(m_out << text.str());
+    } else if ((verb == "quit" || verb == "exit") && words.size() == 1) {
+        m_quit = true;
+        return report(words, true, nullptr, "");
     } else {
         m_verb = verb;
-        if (m_options.echo && !m_options.json) {
-            m_out << "$";
-            for (const std::string& word : words)
-                m_out << ' ' << (word.empty() || word.find_first_of(" \t\"#") != std::string::npos ? jsonString(word) : word);
-            m_out << '\n';
-        }
+        if (m_options.echo && !m_options.json) m_out << "$ " << joinQuoted(words) << '\n';
         m_out.flush();  // see runLine
-        m_last = callOrThrow(words);
-        if (m_options.json) return report(words, true, m_last, "", false);
-        for (const std::string& line : m_last) m_out << (m_options.echo ? "  " : "") << line << '\n';
+        output = callOrThrow(words);
     }
+    if (verb != "print") m_last = output;
+    if (m_options.json) return report(words, true, output.value, "");
+    const bool indent = m_options.echo && verb != "print";
+    for (const std::string& line : output.lines) m_out << (indent ? "  " : "") << line << '\n';
+}
+
+// "tour.krv:4: ", "line 4: " in the shell, nothing for a call of the command line (line 0).
+static std::string where(const std::string& source, int number) {
+    if (number == 0) return "";
+    return (source.empty() ? "line " : source + ":") + std::to_string(number) + ": ";
 }
 
 bool Interpreter::runLine(const std::string& line, const std::string& source, int number) {
@@ -185,15 +180,16 @@ bool Interpreter::runLine(const std::string& line, const std::string& source, in
     } catch (const std::exception& e) {
         // A script error, or an exception of the library or the suite: reported with the line and
         // the call, unless the message names the call already ("createFilter failed").
+        endProgressBar();
         const std::string what = e.what();
         const bool named = m_verb.empty() || what.rfind(m_verb + " ", 0) == 0 ||
                            what.find('"' + m_verb + '"') != std::string::npos;
         const std::string message = named ? what : m_verb + ": " + what;
         m_out.flush();
         if (m_options.json)
-            report(words, false, {}, message, false);  // the object carries the error
+            report(words, false, nullptr, message);  // the object carries the error
         else
-            m_err << (source.empty() ? "line " : source + ":") << number << ": " << message << '\n';
+            m_err << "korvane: " << where(source, number) << message << '\n';
         return false;
     }
 }
@@ -201,8 +197,11 @@ bool Interpreter::runLine(const std::string& line, const std::string& source, in
 int Interpreter::runAll(std::istream& in, const std::string& name) {
     int failures = 0;
     std::string line;
-    for (int number = 1; std::getline(in, line); ++number) {
-        if (runLine(line, name, number)) continue;
+    for (int number = 1; !m_quit && std::getline(in, line); ++number) {
+        if (number == 1) stripByteOrderMark(line);
+        const bool ok = runLine(line, name, number);
+        if (!m_out) break;  // standard output is gone: nothing more can be reported
+        if (ok) continue;
         ++failures;
         if (!m_options.keepGoing) break;
     }
@@ -238,26 +237,54 @@ std::vector<std::string> nearestCalls(const std::string& name) {
     return nearest;
 }
 
-void printHelp(std::ostream& out, const std::string& name) {
+static std::string indented(const std::string& text) {
+    std::string shifted = "  " + text;
+    for (std::size_t at = shifted.find('\n'); at != std::string::npos; at = shifted.find('\n', at + 3))
+        shifted.insert(at + 1, "  ");
+    return shifted;
+}
+
+// {"version":1,"type":"help","name":..,"kind":"call"|"statement","usage":..,"summary":..} with
+// "prints" and "fails" where help CALL says them.
+static Json helpObject(const std::string& name, const char* kind, const std::string& usage, const std::string& summary,
+                       const std::string& results) {
+    Json object = jsonObject("help");
+    object.update({{"name", name}, {"kind", kind}, {"usage", usage}, {"summary", summary}});
+    const std::size_t fails = results.find("\nfails:  ");
+    if (results.compare(0, 8, "prints: ") == 0 && fails != std::string::npos) {
+        object["prints"] = results.substr(8, fails - 8);
+        object["fails"] = results.substr(fails + 9);
+    }
+    return object;
+}
+
+void printHelp(std::ostream& out, const std::string& name, bool json) {
     if (!name.empty()) {
+        if (const Statement* statement = findStatement(name)) {
+            if (json) return writeJson(out, helpObject(statement->name, "statement", statement->usage, statement->summary, ""));
+            out << statement->usage << "\n  " << statement->summary << '\n';
+            return;
+        }
         const Call* call = calls().find(name);
         if (call == nullptr) throw ScriptError(unknownCall(name));
+        if (json) return writeJson(out, helpObject(name, "call", call->usage, call->summary, call->results));
         out << call->usage << "\n  " << call->summary << '\n';
-        if (!call->results.empty()) {
-            std::string indented = "  " + call->results;
-            for (std::size_t at = indented.find('\n'); at != std::string::npos; at = indented.find('\n', at + 3))
-                indented.insert(at + 1, "  ");
-            out << indented << '\n';
-        }
+        if (!call->results.empty()) out << indented(call->results) << '\n';
+        return;
+    }
+    if (json) {
+        for (const auto& [callName, call] : calls().all())
+            writeJson(out, helpObject(callName, "call", call.usage, call.summary, call.results));
+        for (const Statement& statement : statements())
+            writeJson(out, helpObject(statement.name, "statement", statement.usage, statement.summary, ""));
         return;
     }
     out << "Calls (one per line in a script; korvane help CALL for one):\n";
     for (const auto& [callName, call] : calls().all()) out << "  " << call.usage << "\n      " << call.summary << '\n';
-    out << "Script statements:\n"
-           "  expect LINE...      the previous call printed exactly these lines\n"
-           "  fails CALL ARGS...  the call must throw; its message is printed\n"
-           "  print TEXT...       prints the text\n"
-           "  complete TEXT       prints what the shell's Tab offers after TEXT (\"removeFilter \")\n";
+    out << "Statements:\n";
+    for (const Statement& statement : statements())
+        out << "  " << statement.usage << std::string(20 - std::min<std::size_t>(18, std::string(statement.usage).size()), ' ')
+            << statement.summary << '\n';
 }
 
 }  // namespace korvane

@@ -1,6 +1,5 @@
-// korvane scripts: one call per line, arguments separated by blanks, "double quotes" around an
-// argument with blanks (\" and \\ inside), # to the end of the line is a comment. Beside the
-// API's calls, a script has three statements of its own:
+// korvane scripts: one call per line (ScriptReader.h says how a line splits into words). Beside
+// the API's calls, a script has statements of its own:
 //   expect LINE...      the previous call printed exactly these lines (none: printed nothing)
 //   fails CALL ARGS...  the call must throw; its message is printed
 //   print TEXT...       prints the text
@@ -20,9 +19,6 @@ struct ScriptOptions {
     bool json = false;       // one JSON object per line and call instead of text
 };
 
-// Splits one line into words; throws ScriptError on an unclosed quote.
-Args splitLine(const std::string& line);
-
 class Interpreter {
 public:
     Interpreter(std::ostream& out, std::ostream& err, ScriptOptions options);
@@ -30,13 +26,18 @@ public:
     // (the error is already reported, naming the line and the call).
     bool runLine(const std::string& line, const std::string& source, int number);
     // Runs every line of `in`; the number of failed lines (stops at the first one unless
-    // keepGoing).
+    // keepGoing, or when standard output can no longer be written).
     int runAll(std::istream& in, const std::string& name);
+    // A status-bar text of the suite, as "  [status] TEXT" or a status object.
+    void status(const std::string& text);
+    // A quit (or exit) statement was run.
+    bool quitting() const noexcept { return m_quit; }
 
 private:
     Output callOrThrow(const Args& words) const;
     void runWords(const Args& words);
-    void report(const Args& words, bool ok, const Output& result, const std::string& error, bool expected);
+    void runFails(const Args& words);
+    void report(const Args& words, bool ok, const Json& result, const std::string& error);
 
     // The line being run, for errors and JSON objects.
     int m_number = 0;
@@ -45,15 +46,22 @@ private:
     std::ostream& m_err;
     ScriptOptions m_options;
     Output m_last;
+    bool m_quit = false;
 };
 
-// "help" and "help CALL": the signature, the summary, what it prints and when it fails.
-void printHelp(std::ostream& out, const std::string& call);
+// The tool's own statements, with their usage line and summary for help.
+struct Statement {
+    const char* name;
+    const char* usage;
+    const char* summary;
+};
+const std::vector<Statement>& statements();
+
+// "help" and "help CALL": the signature, the summary, what it prints and when it fails; one
+// object per call or statement with json.
+void printHelp(std::ostream& out, const std::string& call, bool json = false);
 
 // The call names closest to a misspelt one (at most two edits), for "did you mean".
 std::vector<std::string> nearestCalls(const std::string& name);
-
-// A text as a JSON string, quotes included.
-std::string jsonString(const std::string& text);
 
 }  // namespace korvane

@@ -41,8 +41,8 @@ Output appendRings(const Args& args) {
 Output segmentItem(const Args& args) {
     float x1 = 0, y1 = 0, x2 = 0, y2 = 0;
     succeeded(getSegment(args[0], toInt(args[1], "CHAIN"), toInt(args[2], "ITEM"), x1, y1, x2, y2), "getSegment");
-    Output line = said(std::vector<float>{x1, y1, x2, y2});
-    return {line[0] + " " + line[1] + " " + line[2] + " " + line[3]};
+    const std::string line = shortest(x1) + " " + shortest(y1) + " " + shortest(x2) + " " + shortest(y2);
+    return {{line}, {{"x1", jsonNumber(x1)}, {"y1", jsonNumber(y1)}, {"x2", jsonNumber(x2)}, {"y2", jsonNumber(y2)}}};
 }
 
 }  // namespace

@@ -62,7 +62,7 @@ static_assert(sizeof(kCoveringAngles) / sizeof(kCoveringAngles[0]) ==
 
 int IpIndGetMsrInfo(const char* name, MsrInfo* info, float** values, const char*) {
     // Custom answers: 1 hands back a record that counts values but no array, 2 an array with a
-    // count of 0.
+    // count of 0, 3 an array with a count of -1.
     static KrvFault::Point& fault = KrvFault::point("IpIndGetMsrInfo");
     long long odd = 0;
     if (fault.fire()) {
@@ -87,12 +87,13 @@ int IpIndGetMsrInfo(const char* name, MsrInfo* info, float** values, const char*
         info->nbParams = info->nbParams > 0 ? info->nbParams : 1;
         return 0;
     }
-    const std::size_t count = odd == 2 ? 1 : current.size();
-    if (odd == 2) info->nbParams = 0;
+    const bool arrayAnyway = odd == 2 || odd == 3;
+    const std::size_t count = arrayAnyway ? 1 : current.size();
+    if (arrayAnyway) info->nbParams = odd == 2 ? 0 : -1;
     if (count == 0) return 0;
     *values = static_cast<float*>(std::malloc(count * sizeof(float)));
     if (*values == nullptr) throw std::bad_alloc();
-    if (odd == 2)
+    if (arrayAnyway)
         (*values)[0] = 0.f;
     else
         std::memcpy(*values, current.data(), count * sizeof(float));

@@ -33,19 +33,28 @@ CDatMorphoLut::CDatMorphoLut(const CKrvString& name, std::vector<int> values, in
       flag1(firstFlag),
       flag2(secondFlag),
       m_size(static_cast<int>(values.size())),
+      m_told(m_size),
       m_text(text) {
     SetField(std::make_unique<CDatIntField>(greyField(), std::move(values)));
 }
 
 CDatMorphoLut::~CDatMorphoLut() { KrvMemoryBudget::release(m_heldBytes); }
 
+int CDatMorphoLut::GetSize() const {
+    // Failure injection: the armed answer is the size the caller is told, and so the room that
+    // GetMorphoLut assumes next.
+    static KrvFault::Point& fault = KrvFault::point("CDatMorphoLut::GetSize");
+    m_told = fault.fire() ? fault.result<int>() : m_size;
+    return m_told;
+}
+
 int CDatMorphoLut::GetMorphoLut(int* out) {
     KRV_FAULT_RETURN(int, "CDatMorphoLut::GetMorphoLut");
-    if (m_size == 0) return 0;
+    if (m_size == 0 || m_told <= 0) return 0;
     if (out == nullptr) return -1;
     const auto* grey = dynamic_cast<const CDatIntField*>(FindField(greyField()));
     if (grey == nullptr || grey->GetSize() != m_size) return 0;
-    std::copy(grey->Values().begin(), grey->Values().end(), out);
+    std::copy_n(grey->Values().begin(), std::min(m_size, m_told), out);
     return 1;
 }
 
@@ -88,6 +97,7 @@ int CDatMorphoLutHandler::RemoveLut(const CKrvString& name) {
 }
 
 void CDatMorphoLutHandler::GetLutList(std::vector<CKrvString>& out, int typeCode) const {
+    KRV_FAULT_COUNT("CDatMorphoLutHandler::GetLutList");
     ForEachObj([&](const CKrvObject& object) {
         if (static_cast<const CDatMorphoLut&>(object).lutType == typeCode) out.push_back(object.GetName());
     });

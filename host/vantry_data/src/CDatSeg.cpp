@@ -24,9 +24,13 @@ CDatSeg::CDatSeg(const CKrvString& name) : CKrvObject(name) {}
 
 CDatSeg::~CDatSeg() { KrvMemoryBudget::release(m_bytes); }
 
-int CDatSeg::GetNbChains() const { return static_cast<int>(m_chains.size()); }
+int CDatSeg::GetNbChains() const {
+    KRV_FAULT_RETURN(int, "CDatSeg::GetNbChains");
+    return static_cast<int>(m_chains.size());
+}
 
 int CDatSeg::GetNbItems(int chain) {
+    KRV_FAULT_RETURN(int, "CDatSeg::GetNbItems");
     if (chain < 0 || static_cast<std::size_t>(chain) >= m_chains.size()) return -1;
     return static_cast<int>(m_chains[static_cast<std::size_t>(chain)].size());
 }
@@ -95,5 +99,6 @@ int CDatSegHandler::RemoveSeg(const CKrvString& name) {
 }
 
 CDatSeg* CDatSegHandler::FindObj(const CKrvString& name) const {
+    KRV_FAULT_RETURN(CDatSeg*, "CDatSegHandler::FindObj");
     return static_cast<CDatSeg*>(CKrvHandler::FindObj(name));
 }

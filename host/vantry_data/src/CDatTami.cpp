@@ -70,5 +70,6 @@ int CDatTamiHandler::RemoveTami(CKrvString name) {
 }
 
 CDatTami* CDatTamiHandler::FindObj(const CKrvString& name) const {
+    KRV_FAULT_RETURN(CDatTami*, "CDatTamiHandler::FindObj");
     return static_cast<CDatTami*>(CKrvHandler::FindObj(name));
 }

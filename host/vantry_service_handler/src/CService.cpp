@@ -71,6 +71,8 @@ CService* CService::Get(eService id) {
     return newestWithId(id);
 }
 
+bool CService::IsRegistered(eService id) { return newestWithId(id) != nullptr; }
+
 void CService::DeleteAll() {
     auto& services = registry();
     while (!services.empty()) {

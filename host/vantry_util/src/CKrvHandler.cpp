@@ -1,6 +1,8 @@
 // The ordered object store shared by every handler of the suite.
 #include <vantry_util/CKrvHandler.h>
 
+#include <vantry_util/KrvFault.h>
+
 CKrvObject::~CKrvObject() = default;
 CKrvHandler::~CKrvHandler() = default;
 
@@ -10,6 +12,7 @@ CKrvObject* CKrvHandler::FindObj(const CKrvString& name) const {
 }
 
 void CKrvHandler::GetObjList(std::vector<CKrvString>& out) const {
+    KRV_FAULT_COUNT("CKrvHandler::GetObjList");
     out.reserve(out.size() + m_order.size());
     for (const auto& object : m_order) out.push_back(object->GetName());
 }

@@ -78,12 +78,11 @@ void CKrvSettingDoc::reset() noexcept {
     m_file.clear();
 }
 
-void CKrvSettingDoc::init(const CKrvString& appName, bool embedded, const boost::filesystem::path& folder) {
+void CKrvSettingDoc::init(const CKrvString& appName, bool readSettingsFile, const boost::filesystem::path& folder) {
     reset();
-    m_embedded = embedded;
     m_folder = folder.string();
     KrvSettingApp::getInstance().set("", "", "Info");
-    if (folder.empty()) return;
+    if (!readSettingsFile || folder.empty()) return;
 
     const boost::filesystem::path path = folder / (appName.m_str + ".ini");
     boost::system::error_code ec;

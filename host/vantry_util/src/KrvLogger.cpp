@@ -296,6 +296,7 @@ void finish() {
             h.sinks.erase(std::remove(h.sinks.begin(), h.sinks.end(), h.mainFile), h.sinks.end());
             h.mainFile.reset();
         }
+        h.logFolder.clear();
     }
     h.resetLevels();
     setKrvConsoleLevel(static_cast<int>(KrvLoggerLevel::Off));

@@ -17,9 +17,9 @@ public:
     ~CDatMorphoLut() override;
 
     // The number of values.
-    int GetSize() const noexcept { return m_size; }
-    // Copies the values into `out` (room for GetSize() values): 1, or 0 for an empty table, -1 for
-    // a null `out`.
+    int GetSize() const;
+    // Copies the values into `out`, which has room for as many as GetSize() last told: 1, or 0
+    // for an empty table (or a room of none), -1 for a null `out`.
     int GetMorphoLut(int* out);
     const CKrvString& GetText() const noexcept { return m_text; }
 
@@ -31,6 +31,7 @@ public:
 private:
     friend class CDatMorphoLutHandler;
     int m_size;
+    mutable int m_told;  // the size GetSize() last answered: the room GetMorphoLut may fill
     CKrvString m_text;
     std::uint64_t m_heldBytes = 0;  // of the memory budget, released with the table
 };

@@ -49,6 +49,9 @@ public:
 
     // The registered service of that number, or null.
     static CService* Get(eService id);
+    // Whether a service of that number is registered; unlike Get, never made to fail, so that
+    // tests and tools can look without changing what they watch.
+    static bool IsRegistered(eService id);
     // Closes, then deletes, every registered service, newest first.
     static void DeleteAll();
     // Parameter `index` of the message being delivered; an empty variant outside 0..7 or when

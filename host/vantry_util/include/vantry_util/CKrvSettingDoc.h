@@ -14,9 +14,9 @@ class VANTRY_UTIL_EXPORT CKrvSettingDoc {
 public:
     static CKrvSettingDoc& getInstance();
 
-    // Reads the settings of `appName` from `folder` (empty: defaults only). `embedded` is the
-    // initial value of the embedded switch.
-    void init(const CKrvString& appName, bool embedded, const boost::filesystem::path& folder);
+    // Starts from the defaults (the embedded switch off) and, when `readSettingsFile` is true,
+    // reads the settings of `appName` from `folder` (an empty folder or a missing file: defaults).
+    void init(const CKrvString& appName, bool readSettingsFile, const boost::filesystem::path& folder);
 
     // Bytes of values that all object stores together may hold; 0 means no limit.
     std::uint64_t getMaximumAmountMemory() const noexcept { return m_maxMemory; }
@@ -26,7 +26,8 @@ public:
     void setOptionFlags(std::uint32_t flags) noexcept { m_flags = flags; }
     void setOptionFlag(std::uint32_t bit) noexcept { m_flags |= bit; }
 
-    // True when the suite runs inside a client application rather than its own front end.
+    // True when the suite runs inside a client application rather than its own front end: the
+    // client sets it once its loggers are up; init() leaves it off.
     bool isEmbedded() const noexcept { return m_embedded; }
     void setEmbedded(bool embedded) noexcept { m_embedded = embedded; }
 

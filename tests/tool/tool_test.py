@@ -1,0 +1,277 @@
+"""End-to-end tests of the korvane tool as its users meet it: the --json lines against the
+schema, the exit status and messages of every way a run can end, and the shell on a terminal
+(Ctrl-C, Ctrl-D, history). Run: tool_test.py KORVANE SOURCE_DIR [TestClass...]."""
+import json
+import os
+import pty
+import re
+import select
+import signal
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+
+import jsonschema
+
+KORVANE = ""
+SOURCE = ""
+
+
+def korvane(*args, stdin=None, stdout=subprocess.PIPE, env=None):
+    return subprocess.run([KORVANE, *args], input=stdin, stdout=stdout, stderr=subprocess.PIPE, env=env,
+                          timeout=120)
+
+
+def script(path):
+    return os.path.join(SOURCE, path)
+
+
+class JsonOutput(unittest.TestCase):
+    """Every line on standard output is a JSON object of the schema, typed, valid UTF-8."""
+
+    @classmethod
+    def setUpClass(cls):
+        with open(script("tools/korvane/korvane-json.schema.json")) as schema:
+            cls.validator = jsonschema.Draft7Validator(json.load(schema))
+
+    def objects(self, *args, stdin=None, status=0):
+        run = korvane("--json", "--log-level", "Off", *args, stdin=stdin)
+        self.assertEqual(run.returncode, status, run.stderr)
+        lines = run.stdout.split(b"\n")
+        self.assertEqual(lines[-1], b"", "the output ends with a newline")
+        self.raw = lines[:-1]
+        objects = []
+        for line in lines[:-1]:
+            text = line.decode("utf-8")  # raises on invalid UTF-8
+            value = json.loads(text)
+            self.validator.validate(value)
+            objects.append(value)
+        return objects
+
+    def test_every_subcommand_prints_schema_objects(self):
+        tour = self.objects("run", script("examples/tour.krv"))
+        self.assertGreater(len(tour), 100)
+        self.assertIn({"version": 1, "type": "status", "line": 15, "text": "Measuring 3 objects"}, tour)
+        self.assertTrue(all(o["ok"] for o in tour if o["type"] == "call"))
+        help_objects = self.objects("help")
+        self.assertIn("quit", [o["name"] for o in help_objects if o["kind"] == "statement"])
+        self.assertEqual(self.objects("help", "getSieveList")[0]["fails"], "never")
+        commands = self.objects("commands")
+        median = next(o for o in commands if o["name"] == "Median")
+        self.assertEqual(median["parameters"][2], {"name": "size", "type": "int", "default": "3"})
+        feret = self.objects("feret", "3")[0]["result"]
+        self.assertEqual(feret["directions"], [[90, 0], [90, 90], [0, 0]])
+        self.assertAlmostEqual(feret["kappa"], 3 * (1 - 3 ** -0.5), places=12)
+        self.assertEqual(self.objects("--version")[0]["type"], "version")
+
+    def test_results_are_typed(self):
+        lines = b"\n".join([
+            b'createSieve s 16777216 1.2345678 0.1 -2',
+            b'getSieveParams s',
+            b'createMorphoLut m 1 -1 0 1 0',
+            b'getMorphoLutFlags m',
+            b'getMorphoLutDataPtr m',
+            b'isValidImageFormula I1',
+            b'getExtraMemUsage',
+            b'createSegment g',
+            b'appendChain g 0 0.5 1 2',
+            b'getSegment g 0 0',
+            b'getMsrInfo Area',
+            b'print caf\xc3\xa9 \xff\xfe \xf0\x9f\x98\x80 \xed\xa0\x80 \xf4\x90\x80\x80 \xe2\x82',
+            b'sendStatus "bad \xc0\xaf byte"',
+            b'fails createFilter f "I1 + Q"',
+        ]) + b"\n"
+        objects = self.objects("run", "-", stdin=lines)
+        results = [o.get("result") for o in objects if o["type"] == "call"]
+        self.assertEqual(results[1], [16777216, 1.2345678, 0.1, -2])
+        self.assertIn(b'"result":[16777216,1.2345678,0.1,-2]}', self.raw[1])  # as written, not 16777216.0
+        self.assertEqual(results[3], {"flag1": 1, "flag2": -1})
+        self.assertEqual(results[4], {"count": 3, "values": [0, 1, 0]})
+        self.assertIs(results[5], True)
+        self.assertEqual(results[6], 0)
+        self.assertEqual(results[9], {"x1": 0, "y1": 0.5, "x2": 1, "y2": 2})
+        self.assertEqual(results[10]["unitDim"], 2)
+        self.assertEqual(results[11], "caf\u00e9 \\xFF\\xFE \U0001F600 \\xED\\xA0\\x80 \\xF4\\x90\\x80\\x80 \\xE2\\x82")
+        status = next(o for o in objects if o["type"] == "status")
+        self.assertEqual(status, {"version": 1, "type": "status", "line": 13, "text": "bad \\xC0\\xAF byte"})
+        self.assertEqual(objects[-1]["error"], "createFilter failed: formula refused at byte 5: unknown name 'Q' "
+                                               "(an image formula reads I1 to I9, X, Y and Z)")
+        self.assertEqual(objects[-1]["args"], ["f", "I1 + Q"])
+
+    def test_failures_are_objects_with_call_and_arguments(self):
+        errors = self.objects("--keep-going", "run", script("tests/scripts/json_errors.krv"), status=1)
+        self.assertEqual([o["ok"] for o in errors], [True, True, True, False, False, False])
+        self.assertEqual(errors[5]["call"], "setExtraMemUsage")
+        self.assertEqual(errors[5]["args"], ["12x"])
+        start = self.objects("--settings", "/nonexistent", "run", "-", status=2)
+        self.assertEqual(start, [{"version": 1, "type": "error", "call": "run", "args": ["-"], "ok": False,
+                                  "error": "settings folder /nonexistent does not exist", "exit_status": 2}])
+        usage = self.objects("--bogus", "shell", status=2)
+        self.assertEqual(usage[0]["args"], ["--json", "--log-level", "Off", "--bogus", "shell"])
+        self.assertEqual(self.objects("help", "nosuchcall", status=2)[0]["call"], "help")
+
+
+class ExitStatus(unittest.TestCase):
+    """0 success, 1 a failed line, 2 a usage error; every message starts with "korvane:"."""
+
+    def check(self, args, status, message, stdin=None, stdout=subprocess.PIPE):
+        run = korvane(*args, stdin=stdin, stdout=stdout)
+        self.assertEqual(run.returncode, status, run.stderr)
+        if message:
+            self.assertRegex(run.stderr.decode(), "(?m)^korvane: " + message)
+        return run
+
+    def test_usage_errors(self):
+        with tempfile.TemporaryDirectory() as folder:
+            a_file = os.path.join(folder, "file")
+            open(a_file, "w").close()
+            self.check(["run", folder], 2, "cannot read .*: Is a directory$")
+            self.check(["run", folder + "/missing.krv"], 2, "cannot read .*: No such file or directory$")
+            self.check(["--settings", folder + "/none", "commands"], 2, "settings folder .* does not exist$")
+            self.check(["--settings", a_file, "commands"], 2, "settings folder .* is not a folder$")
+        self.check(["--bogus", "run", "-"], 2, "The following argument was not expected: --bogus")
+        self.check(["--log-level", "Loud", "shell"], 2, "--log-level: Loud not in")
+        self.check(["feret"], 2, "N is required")
+        self.check([], 2, "A subcommand is required")
+        self.check(["help", "nosuchcall"], 2, 'unknown call "nosuchcall"')
+        version = self.check(["--version"], 0, None)
+        self.assertRegex(version.stdout.decode(), r"^korvane \d+\.\d+\.\d+\n$")
+
+    def test_failed_lines_and_output(self):
+        self.check(["run", script("tests/scripts/unmet_expectation.krv")], 1, r".*unmet_expectation.krv:\d+: expected")
+        self.check(["run", script("tests/scripts/reader.krv")], 0, None)
+        self.check(["shell"], 1, 'line 2: unknown call "bogus"', stdin=b"createSieve a 1\nbogus\nprint after\n")
+        self.check(["shell"], 0, None, stdin=b"\xef\xbb\xbfcreateSieve a 1\nquit\nbogus\n")
+        with open("/dev/full", "wb") as full:
+            self.check(["run", script("tests/scripts/core.krv")], 1, "cannot write standard output", stdout=full)
+            self.check(["--json", "feret", "20"], 1, "cannot write standard output", stdout=full)
+
+    def test_debug_shows_the_suites_loggers(self):
+        run = self.check(["--log-level", "Debug", "run", "-"], 1, r"<stdin>:1: createFilter failed: formula refused",
+                         stdin=b'createFilter f "I1 + Q"\n')
+        self.assertRegex(run.stderr.decode(), r"debug Korvane.Formula: Formula refused at byte 5")
+
+
+class Completion(unittest.TestCase):
+    """The bash completion offers the options, subcommands and calls; the man page names every
+    option and subcommand that --help lists."""
+
+    def complete(self, *words):
+        source = script("tools/korvane/korvane.bash-completion")
+        line = 'source "$0"; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); _korvane; echo "${COMPREPLY[*]}"'
+        run = subprocess.run(["bash", "-c", line, source, KORVANE, *words], stdout=subprocess.PIPE, check=True)
+        return run.stdout.decode().split()
+
+    def test_completion_and_man_page(self):
+        self.assertEqual(self.complete("getSie"), [])
+        self.assertEqual(self.complete("co"), ["commands"])
+        self.assertEqual(self.complete("--log-level", "Debug", "help", "getSie"), ["getSieveList", "getSieveParams"])
+        self.assertEqual(self.complete("help", "q"), ["quit"])
+        self.assertEqual(self.complete("--k"), ["--keep-going"])
+        self.assertEqual(self.complete("--log-level", "E"), ["Error"])
+        self.assertEqual(self.complete("feret", "3", "--"), ["--vectors", "--svg"])
+        usage = korvane("--help").stdout.decode()
+        with open(script("tools/korvane/korvane.1")) as page:
+            man = page.read().replace("\\-", "-")
+        for name in re.findall(r"(?m)^\s+(--?[a-z][-a-z]*|[a-z]+)\b", usage.split("Options:", 1)[1]):
+            self.assertTrue(name in man, name + " is missing in the man page")
+            if name.startswith("-"):
+                self.assertIn(name, self.complete(name[:3]) + self.complete("feret", "1", name[:3]))
+
+
+class Shell(unittest.TestCase):
+    """The shell on a terminal: Ctrl-C stops a call or clears the line, Ctrl-D leaves, the
+    history keeps the last 1,000 lines."""
+
+    def setUp(self):
+        self.home = tempfile.TemporaryDirectory()
+        self.history = os.path.join(self.home.name, ".korvane_history")
+        with open(self.history, "w") as old:
+            old.write("_HiStOrY_V2_\n" + "".join("old%d\n" % i for i in range(1500)))
+        env = dict(os.environ, HOME=self.home.name, TERM="xterm")
+        self.pid, self.fd = pty.fork()
+        if self.pid == 0:
+            os.execve(KORVANE, [KORVANE, "--log-level", "Off", "shell"], env)
+        self.seen = b""
+
+    def tearDown(self):
+        try:
+            os.kill(self.pid, signal.SIGKILL)
+            os.waitpid(self.pid, 0)
+        except (ProcessLookupError, ChildProcessError):
+            pass
+        os.close(self.fd)
+        self.home.cleanup()
+
+    def wait_for(self, pattern):
+        """Reads the terminal until the pattern shows in what arrived since the last match."""
+        deadline = time.monotonic() + 60
+        while not re.search(pattern, self.seen):
+            ready, _, _ = select.select([self.fd], [], [], max(0.0, deadline - time.monotonic()))
+            self.assertTrue(ready, "waiting for %r, saw %r" % (pattern, self.seen[-400:]))
+            try:
+                chunk = os.read(self.fd, 4096)
+            except OSError:
+                chunk = b""
+            self.assertTrue(chunk, "the shell ended; saw %r" % self.seen[-400:])
+            self.seen += chunk
+        found = re.search(pattern, self.seen)
+        before, self.seen = self.seen[:found.end()], self.seen[found.end():]
+        return before
+
+    def type_line(self, text):
+        os.write(self.fd, text.encode() + b"\r")
+
+    def test_interrupt_history_and_end(self):
+        self.wait_for(rb"korvane> ")
+        self.type_line("createSegment s")
+        self.wait_for(rb"korvane> ")
+        self.type_line("appendRings s 3000000 8")
+        self.wait_for(rb"Building rings \d+/3000000")
+        os.write(self.fd, b"\x03")
+        shown = self.wait_for(rb"korvane> ")
+        self.assertRegex(shown, rb"\r\x1b\[K[^\[]*korvane: line 2: appendRings interrupted\r\n")
+        self.type_line("getNbChain s")
+        chains = int(self.wait_for(rb"\r\n(\d+)\r\n").split(b"\r\n")[-2])
+        self.assertTrue(0 < chains < 3000000, chains)
+        self.wait_for(rb"korvane> ")
+        os.write(self.fd, b"createSieve typed_then_cleared 1")
+        os.write(self.fd, b"\x03")
+        self.wait_for(rb"korvane> ")
+        self.type_line("getSieveList")
+        self.type_line("print listed")
+        self.assertNotIn(b"typed_then_cleared\r\n", self.wait_for(rb"listed\r\n"))
+        # Tab puts a name with blanks in quotes, so that the line removes that filter.
+        self.type_line('createFilter "my filter" I1')
+        self.wait_for(rb"korvane> ")
+        os.write(self.fd, b"removeFilter my\t")
+        self.wait_for(rb'"my filter" ')
+        self.type_line("")
+        self.type_line("getFilterList")
+        self.type_line("print end")
+        self.assertNotIn(b"my filter\r\n", self.wait_for(rb"\r\nend\r\n"))
+        os.write(self.fd, b"\x04")
+        _, status = os.waitpid(self.pid, 0)
+        self.assertEqual(os.waitstatus_to_exitcode(status), 0)
+        with open(self.history) as saved:
+            lines = saved.read().splitlines()
+        self.assertEqual(len(lines), 1001)  # the header and the last 1,000 lines
+        self.assertEqual(lines[-4:], ['createFilter\\040"my\\040filter"\\040I1', 'removeFilter\\040"my\\040filter"\\040',
+                                      "getFilterList", "print\\040end"])
+
+    def test_terminate_saves_the_history(self):
+        self.wait_for(rb"korvane> ")
+        self.type_line("getSieveList")
+        self.wait_for(rb"korvane> ")
+        os.kill(self.pid, signal.SIGTERM)
+        _, status = os.waitpid(self.pid, 0)
+        self.assertEqual(os.waitstatus_to_exitcode(status), 128 + signal.SIGTERM)
+        with open(self.history) as saved:
+            self.assertEqual(saved.read().splitlines()[-1], "getSieveList")
+
+
+if __name__ == "__main__":
+    KORVANE, SOURCE = sys.argv[1], sys.argv[2]
+    unittest.main(argv=[sys.argv[0], *sys.argv[3:]])
