@@ -36,28 +36,77 @@ build() {
     cmake --build --preset "$1"
 }
 
-# Installs into a staging prefix and builds the example consumer against it, through the CMake
-# package and through pkg-config, then runs both.
-consumer() {
-    stage="$PWD/build/stage"
-    rm -rf "$stage" build/consumer build/client
-    cmake --install build/debug --prefix "$stage" >/dev/null
-    cmake -S examples/consumer -B build/consumer -G Ninja -DCMAKE_PREFIX_PATH="$stage" >/dev/null
+# The package installed in prefix $1 with its libraries in $1/$2: no test build or fault-point
+# header among them, no run path, and no export beyond the suite's interface.
+check_installed() {
+    libraries="$1/$2"
+    if ls "$libraries" | grep -q _faults \
+        || [ -e "$1/include/KorvaneAPI/host/vantry_util/KrvFault.h" ]; then
+        echo "dev.sh: test builds or fault points installed in $1" >&2
+        exit 1
+    fi
+    for library in "$libraries"/libKorvaneAPI.so.1 "$libraries"/libvantry_*.so.1; do
+        if readelf -d "$library" | grep -q -e RPATH -e RUNPATH; then
+            echo "dev.sh: $library has a run path" >&2
+            exit 1
+        fi
+    done
+    cmake -DLIBRARIES="$(ls "$libraries"/libvantry_*.so.1 | paste -sd, -)" -P tests/check_host_symbols.cmake
+}
+
+# Builds the example consumer against the package installed in prefix $1 with its libraries in
+# $1/$2, through the CMake package and through pkg-config, and runs both; then the client example.
+# The libraries carry no run path: LD_LIBRARY_PATH finds them (the linker too, for the library's
+# own dependencies). With $1 and $2 empty, the package
+# must be found where the system looks (installed under /usr).
+build_consumers() {
+    libraries="${1:+$1/$2}"
+    rm -rf build/consumer build/client
+    cmake -S examples/consumer -B build/consumer -G Ninja -DCMAKE_PREFIX_PATH="$1" >/dev/null
     cmake --build build/consumer
-    build/consumer/consumer
+    LD_LIBRARY_PATH="$libraries" build/consumer/consumer
     # shellcheck disable=SC2046
-    c++ -std=c++17 examples/consumer/main.cpp -o build/consumer/consumer-pc \
-        $(PKG_CONFIG_PATH="$stage/lib/pkgconfig" pkg-config --cflags --libs korvaneapi) -Wl,-rpath,"$stage/lib"
-    build/consumer/consumer-pc
-    cmake -S examples/client -B build/client -G Ninja -DCMAKE_PREFIX_PATH="$stage" >/dev/null
+    LD_LIBRARY_PATH="$libraries" c++ -std=c++17 examples/consumer/main.cpp -o build/consumer/consumer-pc \
+        $(PKG_CONFIG_PATH="${libraries:+$libraries/pkgconfig}" pkg-config --cflags --libs korvaneapi)
+    LD_LIBRARY_PATH="$libraries" build/consumer/consumer-pc
+    cmake -S examples/client -B build/client -G Ninja -DCMAKE_PREFIX_PATH="$1" >/dev/null
     cmake --build build/client
-    build/client/client "$stage/share/korvane/settings"
+    LD_LIBRARY_PATH="$libraries" build/client/client "${1:-/usr}/share/korvane/settings"
     # Why a call failed, read through a log sink with the installed headers alone.
     rm -rf build/log_sink
-    cmake -S examples/log_sink -B build/log_sink -G Ninja -DCMAKE_PREFIX_PATH="$stage" >/dev/null
+    cmake -S examples/log_sink -B build/log_sink -G Ninja -DCMAKE_PREFIX_PATH="$1" >/dev/null
     cmake --build build/log_sink
-    build/log_sink/log_sink >build/log_sink/output.txt
+    LD_LIBRARY_PATH="$libraries" build/log_sink/log_sink >build/log_sink/output.txt
     grep -q "Invalid user filter formula" build/log_sink/output.txt
+}
+
+# Installs the debug build into a staging prefix, with the libraries in lib/ and then in Debian's
+# multiarch folder, and builds the consumers against each; then makes the Debian package,
+# installs it, builds the consumers against /usr and purges the package. The build folder's
+# install settings are reset at the end.
+consumer() {
+    stage="$PWD/build/stage"
+    multiarch="lib/$(cc -print-multiarch)"
+    for libdir in lib "$multiarch"; do
+        rm -rf "$stage"
+        cmake build/debug -DCMAKE_INSTALL_LIBDIR="$libdir" >/dev/null
+        cmake --install build/debug --prefix "$stage" >/dev/null
+        check_installed "$stage" "$libdir"
+        build_consumers "$stage" "$libdir"
+    done
+    cmake build/debug -DCMAKE_INSTALL_PREFIX=/usr -DCMAKE_INSTALL_LIBDIR="$multiarch" >/dev/null
+    (cd build/debug && cpack -G DEB >/dev/null)
+    if [ "$(id -u)" -eq 0 ]; then
+        trap 'dpkg -P korvaneapi >/dev/null' EXIT
+        dpkg -i build/debug/korvaneapi_*.deb >/dev/null
+        check_installed /usr "$multiarch"
+        build_consumers "" ""
+        dpkg -P korvaneapi >/dev/null
+        trap - EXIT
+    else
+        echo "dev.sh: not root, the Debian package is built but not installed"
+    fi
+    cmake build/debug -UCMAKE_INSTALL_PREFIX -UCMAKE_INSTALL_LIBDIR >/dev/null
 }
 
 # Runs fuzzer NAME for SECONDS from a copy of its corpus (a run adds to the folder it reads).

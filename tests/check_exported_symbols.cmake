@@ -1,17 +1,6 @@
 # Compares the library's defined dynamic symbols, demangled and sorted, with the checked-in list.
-execute_process(COMMAND nm -D --defined-only -C ${LIBRARY}
-  OUTPUT_VARIABLE nm_output RESULT_VARIABLE nm_result)
-if(NOT nm_result EQUAL 0)
-  message(FATAL_ERROR "nm failed on ${LIBRARY}")
-endif()
-string(REPLACE "\n" ";" nm_lines "${nm_output}")
-set(actual "")
-foreach(line IN LISTS nm_lines)
-  # "<address> <type> <symbol>": keep the symbol.
-  if(line MATCHES "^[0-9a-f]+ [A-Za-z] (.+)$")
-    list(APPEND actual "${CMAKE_MATCH_1}")
-  endif()
-endforeach()
+include(${CMAKE_CURRENT_LIST_DIR}/DynamicSymbols.cmake)
+dynamic_symbols(${LIBRARY} actual)
 list(REMOVE_DUPLICATES actual)
 list(SORT actual)
 file(STRINGS ${EXPECTED} expected)

@@ -7,6 +7,7 @@
 #include <KorvaneAPI/Filters.h>
 #include <KorvaneAPI/KorvaneAPIException.h>
 #include <KorvaneAPI/KorvaneAPIService.h>
+#include <KorvaneAPI/KorvaneAPIVersion.h>
 #include <KorvaneAPI/LookupTables.h>
 #include <KorvaneAPI/MeasureGroups.h>
 #include <KorvaneAPI/Measures.h>

@@ -2,9 +2,9 @@
 #pragma once
 #include <string>
 
-#pragma GCC visibility push(default)
+#include <vantry_util/KrvExport.h>
 
-class CAccess {
+class VANTRY_ACCESS_KORLIB_EXPORT CAccess {
 public:
     // Opens the access layer on the plug-in and settings folder (may be empty).
     static void Init(std::string path);
@@ -13,5 +13,3 @@ public:
     static bool IsOpen();
     static std::string GetPath();
 };
-
-#pragma GCC visibility pop

@@ -4,11 +4,11 @@
 #include <cstddef>
 #include <cstdint>
 
-#pragma GCC visibility push(default)
+#include <vantry_util/KrvExport.h>
 
 // Exchanged by layout: the parameter count at bytes 8 to 11, the accepts-parameters flag at
 // bytes 24 to 27; the rest is the suite's own and travels back unchanged.
-struct MsrInfo {
+struct VANTRY_ACCESS_KORLIB_EXPORT MsrInfo {
     std::int32_t id;         // position in the native catalogue
     std::int32_t dimension;  // 2 or 3
     std::int32_t nbParams;
@@ -26,23 +26,21 @@ static_assert(offsetof(MsrInfo, hasParams) == 24, "accepts-parameters flag at by
 // current values (null when it has none); the caller frees it. `message` is not used. 0 when
 // found, non-zero for an unknown name or a null argument, and while the access layer is closed
 // (Error "the suite is not started").
-int IpIndGetMsrInfo(const char* name, MsrInfo* info, float** values, const char* message);
+VANTRY_ACCESS_KORLIB_EXPORT int IpIndGetMsrInfo(const char* name, MsrInfo* info, float** values, const char* message);
 
 // Checks `info->nbParams` values against the measure's rules and makes them its current values;
 // 0 when accepted, non-zero when refused (nothing changed) or while the access layer is closed.
-int IpIndSetMsrInfo(const char* name, MsrInfo* info, float* values);
+VANTRY_ACCESS_KORLIB_EXPORT int IpIndSetMsrInfo(const char* name, MsrInfo* info, float* values);
 
 // n directions spread as evenly as the suite can over the half sphere: `first` gets azimuths in
 // [0, 2 pi), `second` polar angles in [0, pi/2], radians. Counts up to 100 come from a table of
 // optimised coverings, larger ones from zel::geometry::SphereSampling. Non-zero for n < 1 or a
 // null array.
-int IpSampleHalfSphereAngle(int n, float* first, float* second);
+VANTRY_ACCESS_KORLIB_EXPORT int IpSampleHalfSphereAngle(int n, float* first, float* second);
 
 // The largest count served from the table, and the kappa = n (1 - cos radius) of its set for n.
 constexpr int kKrvCoveringTableMax = 100;
-double krvCoveringKappa(int n);
+VANTRY_ACCESS_KORLIB_EXPORT double krvCoveringKappa(int n);
 
 // Back to every measure's default values (the access layer does this when it opens).
-void krvResetMsrParams();
-
-#pragma GCC visibility pop
+VANTRY_ACCESS_KORLIB_EXPORT void krvResetMsrParams();

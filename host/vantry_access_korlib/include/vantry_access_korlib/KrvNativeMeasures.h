@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#pragma GCC visibility push(default)
+#include <vantry_util/KrvExport.h>
 
 // How IpIndSetMsrInfo checks new values of a measure.
 enum class KrvParamRule {
@@ -16,7 +16,7 @@ enum class KrvParamRule {
     Directions3d // an even, non-zero count: polar angles 0 to 90, then azimuths 0 to 360
 };
 
-struct KrvNativeMeasure {
+struct VANTRY_ACCESS_KORLIB_EXPORT KrvNativeMeasure {
     std::string name;
     int unitDim;
     int dimension;  // 2 or 3
@@ -26,8 +26,6 @@ struct KrvNativeMeasure {
 };
 
 // In catalogue order (the host's order of getNatMsrList).
-const std::vector<KrvNativeMeasure>& krvNativeMeasures();
+VANTRY_ACCESS_KORLIB_EXPORT const std::vector<KrvNativeMeasure>& krvNativeMeasures();
 // The measure of that name, compared exactly, or null.
-const KrvNativeMeasure* krvFindNativeMeasure(std::string_view name);
-
-#pragma GCC visibility pop
+VANTRY_ACCESS_KORLIB_EXPORT const KrvNativeMeasure* krvFindNativeMeasure(std::string_view name);

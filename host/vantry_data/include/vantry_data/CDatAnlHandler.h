@@ -10,12 +10,11 @@
 
 #include <vantry_util/CKrvHandler.h>
 #include <vantry_util/CKrvString.h>
+#include <vantry_util/KrvExport.h>
 #include <vantry_util/KrvFormula.h>
 #include <vantry_data/CDatUsrMeasure.h>
 
-#pragma GCC visibility push(default)
-
-class CDatAnlHandler : public CKrvHandler {
+class VANTRY_DATA_EXPORT CDatAnlHandler : public CKrvHandler {
 public:
     static CDatAnlHandler* m_pInstance;
 
@@ -48,5 +47,3 @@ private:
     Groups m_groups;
     std::unordered_map<CKrvString, Groups::iterator> m_groupIndex;
 };
-
-#pragma GCC visibility pop

@@ -4,11 +4,10 @@
 #include <string>
 
 #include <vantry_data/CDatUsrMeasure.h>
+#include <vantry_util/KrvExport.h>
 #include <vantry_util/KrvFormula.h>
 
-#pragma GCC visibility push(default)
-
-class CDatFlr : public CDatUsrMeasure {
+class VANTRY_DATA_EXPORT CDatFlr : public CDatUsrMeasure {
 public:
     explicit CDatFlr(const CKrvString& name) : CDatUsrMeasure(name) {}
     ~CDatFlr() override;
@@ -30,7 +29,7 @@ private:
     KrvFormula m_compiled;
 };
 
-class CDatFlrHandler : public CKrvHandler {
+class VANTRY_DATA_EXPORT CDatFlrHandler : public CKrvHandler {
 public:
     static CDatFlrHandler* m_pInstance;
 
@@ -43,5 +42,3 @@ public:
     // Removes every filter; 1 (0 when the suite is stopped).
     int RemoveAll();
 };
-
-#pragma GCC visibility pop

@@ -4,10 +4,9 @@
 #include <vantry_data/KrvImage.h>
 #include <vantry_util/CKrvHandler.h>
 #include <vantry_util/CKrvString.h>
+#include <vantry_util/KrvExport.h>
 
-#pragma GCC visibility push(default)
-
-class CDatImg : public CKrvObject {
+class VANTRY_DATA_EXPORT CDatImg : public CKrvObject {
 public:
     CDatImg(const CKrvString& name, KrvImage&& image);
     ~CDatImg() override;
@@ -19,7 +18,7 @@ private:
     KrvImage m_image;
 };
 
-class CDatImgHandler : public CKrvHandler {
+class VANTRY_DATA_EXPORT CDatImgHandler : public CKrvHandler {
 public:
     // Exists while the data service runs; null otherwise.
     static CDatImgHandler* m_pInstance;
@@ -36,5 +35,3 @@ public:
     int RemoveAll();
     CDatImg* FindObj(const CKrvString& name) const override;
 };
-
-#pragma GCC visibility pop

@@ -5,10 +5,9 @@
 #include <vector>
 
 #include <vantry_data/CDatTab.h>
+#include <vantry_util/KrvExport.h>
 
-#pragma GCC visibility push(default)
-
-class CDatMorphoLut : public CDatTab {
+class VANTRY_DATA_EXPORT CDatMorphoLut : public CDatTab {
 public:
     static constexpr int kPlain = 16;
     static constexpr int kMorphological = 32;
@@ -37,7 +36,7 @@ private:
     std::uint64_t m_heldBytes = 0;  // of the memory budget, released with the table
 };
 
-class CDatMorphoLutHandler : public CKrvHandler {
+class VANTRY_DATA_EXPORT CDatMorphoLutHandler : public CKrvHandler {
 public:
     static CDatMorphoLutHandler* m_pInstance;
 
@@ -59,5 +58,3 @@ private:
     CDatMorphoLut* Add(const CKrvString& name, int size, const int* values, int type, int flag1, int flag2,
                        const CKrvString& text);
 };
-
-#pragma GCC visibility pop

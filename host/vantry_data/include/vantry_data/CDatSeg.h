@@ -7,15 +7,14 @@
 
 #include <vantry_util/CKrvHandler.h>
 #include <vantry_util/CKrvString.h>
+#include <vantry_util/KrvExport.h>
 
-#pragma GCC visibility push(default)
-
-struct CDatSegItem {
+struct VANTRY_DATA_EXPORT CDatSegItem {
     float x1, y1, x2, y2;
 };
 
 // The chain view of an object made of chains.
-class CDatChn {
+class VANTRY_DATA_EXPORT CDatChn {
 public:
     virtual ~CDatChn();
     virtual int GetNbChains() const = 0;
@@ -23,7 +22,7 @@ public:
     virtual int GetNbItems(int chain) = 0;
 };
 
-class CDatSeg : public CKrvObject, public CDatChn {
+class VANTRY_DATA_EXPORT CDatSeg : public CKrvObject, public CDatChn {
 public:
     explicit CDatSeg(const CKrvString& name);
     ~CDatSeg() override;
@@ -50,7 +49,7 @@ private:
     std::uint64_t m_bytes = 0;
 };
 
-class CDatSegHandler : public CKrvHandler {
+class VANTRY_DATA_EXPORT CDatSegHandler : public CKrvHandler {
 public:
     // The running store while the data service runs; the stopped handler otherwise.
     static CDatSegHandler* m_pInstance;
@@ -61,5 +60,3 @@ public:
     int RemoveSeg(const CKrvString& name);
     CDatSeg* FindObj(const CKrvString& name) const override;
 };
-
-#pragma GCC visibility pop

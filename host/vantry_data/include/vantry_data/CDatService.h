@@ -3,17 +3,16 @@
 #pragma once
 #include <vantry_service_handler/CService.h>
 #include <vantry_util/CKrvString.h>
-
-#pragma GCC visibility push(default)
+#include <vantry_util/KrvExport.h>
 
 // How one handler singleton is made and unmade. Each handler's source file registers its own
 // (a static KrvHandlerRegistration), so the data service needs no list of its handlers.
-struct KrvHandlerLifetime {
+struct VANTRY_DATA_EXPORT KrvHandlerLifetime {
     void (*create)();
     void (*destroy)() noexcept;
 };
 
-class CDatService : public CService {
+class VANTRY_DATA_EXPORT CDatService : public CService {
 public:
     // Called by the static registrations, before main.
     static void RegisterHandler(KrvHandlerLifetime lifetime);
@@ -43,7 +42,7 @@ private:
     bool m_started = false;
 };
 
-struct KrvHandlerRegistration {
+struct VANTRY_DATA_EXPORT KrvHandlerRegistration {
     explicit KrvHandlerRegistration(KrvHandlerLifetime lifetime) { CDatService::RegisterHandler(lifetime); }
 };
 
@@ -73,5 +72,3 @@ KrvHandlerLifetime krvSingletonLifetime() {
                 Handler::m_pInstance = krvStoppedHandler<Handler>();
             }};
 }
-
-#pragma GCC visibility pop

@@ -5,10 +5,9 @@
 #include <vector>
 
 #include <vantry_util/CKrvHandler.h>
+#include <vantry_util/KrvExport.h>
 
-#pragma GCC visibility push(default)
-
-class CDatField {
+class VANTRY_DATA_EXPORT CDatField {
 public:
     explicit CDatField(const CKrvString& name) : m_name(name) {}
     CDatField(const CDatField&) = delete;
@@ -22,7 +21,7 @@ private:
     CKrvString m_name;
 };
 
-class CDatIntField : public CDatField {
+class VANTRY_DATA_EXPORT CDatIntField : public CDatField {
 public:
     CDatIntField(const CKrvString& name, std::vector<int> values) : CDatField(name), m_values(std::move(values)) {}
     ~CDatIntField() override;
@@ -36,7 +35,7 @@ private:
     std::vector<int> m_values;
 };
 
-class CDatRealField : public CDatField {
+class VANTRY_DATA_EXPORT CDatRealField : public CDatField {
 public:
     CDatRealField(const CKrvString& name, std::vector<double> values) : CDatField(name), m_values(std::move(values)) {}
     ~CDatRealField() override;
@@ -48,7 +47,7 @@ private:
     std::vector<double> m_values;
 };
 
-class CDatTab : public CKrvObject {
+class VANTRY_DATA_EXPORT CDatTab : public CKrvObject {
 public:
     explicit CDatTab(const CKrvString& name) : CKrvObject(name) {}
     ~CDatTab() override;
@@ -65,5 +64,3 @@ protected:
 private:
     std::vector<std::unique_ptr<CDatField>> m_fields;
 };
-
-#pragma GCC visibility pop

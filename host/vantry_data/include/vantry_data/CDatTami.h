@@ -5,10 +5,9 @@
 
 #include <vantry_util/CKrvHandler.h>
 #include <vantry_util/CKrvString.h>
+#include <vantry_util/KrvExport.h>
 
-#pragma GCC visibility push(default)
-
-class CDatTami : public CKrvObject {
+class VANTRY_DATA_EXPORT CDatTami : public CKrvObject {
 public:
     explicit CDatTami(const CKrvString& name);
     ~CDatTami() override;
@@ -27,7 +26,7 @@ private:
     int m_count = 0;
 };
 
-class CDatTamiHandler : public CKrvHandler {
+class VANTRY_DATA_EXPORT CDatTamiHandler : public CKrvHandler {
 public:
     // The running store while the data service runs; the stopped handler otherwise.
     static CDatTamiHandler* m_pInstance;
@@ -38,5 +37,3 @@ public:
     int RemoveTami(CKrvString name);
     CDatTami* FindObj(const CKrvString& name) const override;
 };
-
-#pragma GCC visibility pop

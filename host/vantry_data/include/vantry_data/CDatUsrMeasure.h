@@ -8,22 +8,21 @@
 
 #include <vantry_util/CKrvHandler.h>
 #include <vantry_util/CKrvString.h>
+#include <vantry_util/KrvExport.h>
 #include <vantry_util/KrvFormula.h>
-
-#pragma GCC visibility push(default)
 
 enum eUsrMeasureType : std::int32_t { eUsrMsrFormula = 0, eUsrMsrIpFunction = 1 };
 
 // One IP function of the suite's catalogue.
-struct KrvIpFunction {
+struct VANTRY_DATA_EXPORT KrvIpFunction {
     const char* name;
     const char* description;
 };
-const std::vector<KrvIpFunction>& krvIpFunctions();
+VANTRY_DATA_EXPORT const std::vector<KrvIpFunction>& krvIpFunctions();
 
 class CDatAnlHandler;
 
-class CDatUsrMeasure : public CKrvObject {
+class VANTRY_DATA_EXPORT CDatUsrMeasure : public CKrvObject {
 public:
     // A user measure of `handler`, whose formulas may name its native and user measures.
     CDatUsrMeasure(const CKrvString& name, const CDatAnlHandler& handler);
@@ -68,5 +67,3 @@ private:
     std::string m_ipFunction;
     KrvFormula m_formula;
 };
-
-#pragma GCC visibility pop

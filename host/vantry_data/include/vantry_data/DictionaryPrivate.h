@@ -5,11 +5,11 @@
 #include <variant>
 #include <vector>
 
-#pragma GCC visibility push(default)
+#include <vantry_util/KrvExport.h>
 
 namespace data {
 
-class DictionaryPrivate {
+class VANTRY_DATA_EXPORT DictionaryPrivate {
 public:
     using Value = std::variant<double, std::string, std::vector<double>, std::vector<std::string>>;
 
@@ -30,6 +30,4 @@ private:
 
 // Writes the result table `name` into `dict`: "name", "measures", and one entry per measure
 // with its values. False for an unknown name or a null dictionary.
-bool krvToObjectModel(const std::string& name, data::DictionaryPrivate* dict);
-
-#pragma GCC visibility pop
+VANTRY_DATA_EXPORT bool krvToObjectModel(const std::string& name, data::DictionaryPrivate* dict);

@@ -8,15 +8,14 @@
 #include <string>
 
 #include <vantry_util/KrvBaseException.h>
-
-#pragma GCC visibility push(default)
+#include <vantry_util/KrvExport.h>
 
 enum class KrvVoxelType : int { UInt8 = 0, UInt16 = 1, Int32 = 2, Float32 = 3 };
 
 // Bytes per voxel: 1, 2, 4, 4.
-std::size_t krvVoxelBytes(KrvVoxelType type) noexcept;
+VANTRY_DATA_EXPORT std::size_t krvVoxelBytes(KrvVoxelType type) noexcept;
 // "uint8", "uint16", "int32", "float32".
-const char* krvVoxelTypeName(KrvVoxelType type) noexcept;
+VANTRY_DATA_EXPORT const char* krvVoxelTypeName(KrvVoxelType type) noexcept;
 
 template <class T> struct KrvVoxelTypeOf;
 template <> struct KrvVoxelTypeOf<std::uint8_t> { static constexpr KrvVoxelType value = KrvVoxelType::UInt8; };
@@ -29,7 +28,7 @@ struct KrvVoxelSize {
     double x = 1.0, y = 1.0, z = 1.0;
 };
 
-class KrvImage {
+class VANTRY_DATA_EXPORT KrvImage {
 public:
     // An empty image (no voxels, sizes 0).
     KrvImage() = default;
@@ -108,5 +107,3 @@ private:
     std::size_t m_bytes = 0;
     KrvVoxelSize m_voxelSize;
 };
-
-#pragma GCC visibility pop

@@ -6,8 +6,7 @@
 #include <string>
 
 #include <vantry_data/KrvImage.h>
-
-#pragma GCC visibility push(default)
+#include <vantry_util/KrvExport.h>
 
 namespace KrvImageFile {
 
@@ -17,15 +16,13 @@ constexpr std::size_t kMaxExpansion = 1100;
 
 // Reads pages [first, first + count) of a TIFF or PNG file (told apart by their first bytes);
 // a count of 0 or less reads from `first` to the last page.
-KrvImage Read(const std::string& file, int first = 0, int count = 0);
+VANTRY_DATA_EXPORT KrvImage Read(const std::string& file, int first = 0, int count = 0);
 // The same over bytes in memory; `label` names them in messages.
-KrvImage ReadMemory(const void* bytes, std::size_t size, const std::string& label, int first = 0, int count = 0);
+VANTRY_DATA_EXPORT KrvImage ReadMemory(const void* bytes, std::size_t size, const std::string& label, int first = 0, int count = 0);
 
 // Writes z planes [first, first + count) of `image` (a count of 0 or less: to the last plane):
 // a PNG when the file name ends in ".png" (one 8 or 16-bit plane), else a TIFF with one page
 // per plane and the voxel size. A failed write removes the file.
-void Write(const KrvImage& image, const std::string& file, int first = 0, int count = 0);
+VANTRY_DATA_EXPORT void Write(const KrvImage& image, const std::string& file, int first = 0, int count = 0);
 
 }  // namespace KrvImageFile
-
-#pragma GCC visibility pop

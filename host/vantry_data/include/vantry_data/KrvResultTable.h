@@ -4,22 +4,20 @@
 #include <string>
 #include <vector>
 
-#pragma GCC visibility push(default)
+#include <vantry_util/KrvExport.h>
 
-struct KrvResultTable {
+struct VANTRY_DATA_EXPORT KrvResultTable {
     std::vector<std::string> measures;          // column names
     std::vector<std::vector<double>> columns;   // one per measure, one value per object
 };
 
 namespace KrvResultTables {
-void Store(const std::string& name, KrvResultTable table);
+VANTRY_DATA_EXPORT void Store(const std::string& name, KrvResultTable table);
 // The table of that name, or null; valid until the table is replaced or removed.
-const KrvResultTable* Find(const std::string& name);
-bool Remove(const std::string& name);
-void Clear();
+VANTRY_DATA_EXPORT const KrvResultTable* Find(const std::string& name);
+VANTRY_DATA_EXPORT bool Remove(const std::string& name);
+VANTRY_DATA_EXPORT void Clear();
 }  // namespace KrvResultTables
 
 // Data types of the conversion messages.
 constexpr int kKrvDataResultTable = 3;
-
-#pragma GCC visibility pop

@@ -6,21 +6,20 @@
 #include <vector>
 
 #include <vantry_util/CKrvString.h>
-
-#pragma GCC visibility push(default)
+#include <vantry_util/KrvExport.h>
 
 struct TAB_LISTCMD;
 
 // One parameter of a command: its name, its type ("image", "int", "float", "bool", "string",
 // or the kind of a stored object: "filter", "lut", "sieve", "segment", "group") and its default
 // as text (empty: the parameter must be given).
-struct CProCmdParam {
+struct VANTRY_PROCESS_EXPORT CProCmdParam {
     const char* name;
     const char* type;
     const char* defaultValue;
 };
 
-class CProCmd {
+class VANTRY_PROCESS_EXPORT CProCmd {
 public:
     explicit CProCmd(const TAB_LISTCMD& record);
 
@@ -38,7 +37,7 @@ private:
 
 // The command object of the process service: one CProCmd per named command of the suite's own
 // table, made when the service starts.
-class CProCmdList {
+class VANTRY_PROCESS_EXPORT CProCmdList {
 public:
     CProCmdList();
     virtual ~CProCmdList();
@@ -56,6 +55,4 @@ private:
 
 // Suite side, for tests and tools: GetKrvTabListCmd hands out `table` with `count` records from
 // now on; a null table restores the suite's own. The look-up by name keeps the suite's own.
-void SetKrvTabListCmd(TAB_LISTCMD* table, int count);
-
-#pragma GCC visibility pop
+VANTRY_PROCESS_EXPORT void SetKrvTabListCmd(TAB_LISTCMD* table, int count);

@@ -3,10 +3,9 @@
 #include <cstddef>
 #include <vantry_process/CProCmd.h>
 #include <vantry_service_handler/CService.h>
+#include <vantry_util/KrvExport.h>
 
-#pragma GCC visibility push(default)
-
-class CProService : public CService {
+class VANTRY_PROCESS_EXPORT CProService : public CService {
 public:
     CProService();
     ~CProService() override;
@@ -24,7 +23,7 @@ private:
 
 // One record of the command table: 40 bytes, the name pointer at bytes 16 to 23. Record 0 and
 // the separators between categories are named "none".
-struct TAB_LISTCMD {
+struct VANTRY_PROCESS_EXPORT TAB_LISTCMD {
     int id;
     int category;
     const char* group;
@@ -36,6 +35,4 @@ static_assert(sizeof(TAB_LISTCMD) == 40, "TAB_LISTCMD is exchanged by layout");
 static_assert(offsetof(TAB_LISTCMD, name) == 16, "TAB_LISTCMD name at bytes 16 to 23");
 
 // The command table and its number of records; the table belongs to the suite.
-TAB_LISTCMD* GetKrvTabListCmd(int* count);
-
-#pragma GCC visibility pop
+VANTRY_PROCESS_EXPORT TAB_LISTCMD* GetKrvTabListCmd(int* count);

@@ -2,9 +2,9 @@
 #pragma once
 #include <string>
 
-#pragma GCC visibility push(default)
+#include <vantry_util/KrvExport.h>
 
-struct MeasureInfo {
+struct VANTRY_PROCESS_EXPORT MeasureInfo {
     std::string name;
     bool isUser = false;
     int unitDim = 0;     // native: the power of the length unit; user: the stored unit dimension
@@ -15,6 +15,4 @@ struct MeasureInfo {
 
 // Fills `info` for the native or user measure `name`; false (and `info` unchanged) when there is
 // none of that name, or the suite is stopped (Error "the suite is not started").
-bool findMsrInfo(const std::string& name, MeasureInfo& info);
-
-#pragma GCC visibility pop
+VANTRY_PROCESS_EXPORT bool findMsrInfo(const std::string& name, MeasureInfo& info);

@@ -4,9 +4,9 @@
 #include <string>
 #include <vector>
 
-#pragma GCC visibility push(default)
+#include <vantry_util/KrvExport.h>
 
-class COrlanSpreadsheet {
+class VANTRY_PROCESS_EXPORT COrlanSpreadsheet {
 public:
     struct Column {
         std::string name;
@@ -26,6 +26,4 @@ private:
 
 // Writes the named data of type `type` into `sheet`, replacing its contents. Only result tables
 // (type 3) convert; false for an unknown name, another type or a null sheet.
-bool krvToOrlanData(const std::string& name, int type, COrlanSpreadsheet* sheet);
-
-#pragma GCC visibility pop
+VANTRY_PROCESS_EXPORT bool krvToOrlanData(const std::string& name, int type, COrlanSpreadsheet* sheet);

@@ -4,9 +4,8 @@
 #include <vector>
 
 #include <vantry_util/CKrvString.h>
+#include <vantry_util/KrvExport.h>
 #include <vantry_util/KrvVariant.h>
-
-#pragma GCC visibility push(default)
 
 enum eService : int {
     eServiceNone = 0,
@@ -24,7 +23,7 @@ enum eMessage : int {
     eMessageSetObjectModel = 4306,
 };
 
-class CService {
+class VANTRY_SERVICE_HANDLER_EXPORT CService {
 public:
     // Registers the service under `id`; a service already registered under that number is
     // closed and deleted first, so each number names one service.
@@ -70,5 +69,3 @@ private:
     eService m_id;
     bool m_registered = false;
 };
-
-#pragma GCC visibility pop

@@ -13,14 +13,13 @@
 #include <vector>
 
 #include <vantry_util/CKrvString.h>
-
-#pragma GCC visibility push(default)
+#include <vantry_util/KrvExport.h>
 
 // The Error line "the suite is not started" (logger "Korvane"), written by every part of the suite
 // that is asked to work while it is stopped.
-void logKrvNotStarted();
+VANTRY_UTIL_EXPORT void logKrvNotStarted();
 
-class CKrvObject {
+class VANTRY_UTIL_EXPORT CKrvObject {
 public:
     explicit CKrvObject(const CKrvString& name) : m_name(name) {}
     CKrvObject(const CKrvObject&) = delete;
@@ -33,7 +32,7 @@ private:
     CKrvString m_name;
 };
 
-class CKrvHandler {
+class VANTRY_UTIL_EXPORT CKrvHandler {
 public:
     CKrvHandler() = default;
     CKrvHandler(const CKrvHandler&) = delete;
@@ -81,5 +80,3 @@ private:
     Order m_order;
     std::unordered_map<std::string_view, Order::iterator> m_index;  // views into the objects' names
 };
-
-#pragma GCC visibility pop

@@ -8,10 +8,9 @@
 #include <boost/filesystem/path.hpp>
 
 #include <vantry_util/CKrvString.h>
+#include <vantry_util/KrvExport.h>
 
-#pragma GCC visibility push(default)
-
-class CKrvSettingDoc {
+class VANTRY_UTIL_EXPORT CKrvSettingDoc {
 public:
     static CKrvSettingDoc& getInstance();
 
@@ -52,7 +51,7 @@ private:
 };
 
 // The logging part of the application settings.
-class KrvSettingApp {
+class VANTRY_UTIL_EXPORT KrvSettingApp {
 public:
     static KrvSettingApp& getInstance();
 
@@ -67,5 +66,3 @@ private:
     std::string m_logFolder;
     std::string m_defaultLevel = "Info";
 };
-
-#pragma GCC visibility pop

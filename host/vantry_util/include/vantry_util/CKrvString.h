@@ -4,9 +4,9 @@
 #include <functional>
 #include <string>
 
-#pragma GCC visibility push(default)
+#include <vantry_util/KrvExport.h>
 
-class CKrvString {
+class VANTRY_UTIL_EXPORT CKrvString {
 public:
     std::string m_str;  // the text; kept first, callers rely on the layout
 
@@ -29,5 +29,3 @@ template <>
 struct std::hash<CKrvString> {
     std::size_t operator()(const CKrvString& s) const noexcept { return std::hash<std::string>()(s.m_str); }
 };
-
-#pragma GCC visibility pop

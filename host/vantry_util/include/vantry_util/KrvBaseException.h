@@ -4,9 +4,9 @@
 #include <exception>
 #include <string>
 
-#pragma GCC visibility push(default)
+#include <vantry_util/KrvExport.h>
 
-class KrvBaseException : public std::exception {
+class VANTRY_UTIL_EXPORT KrvBaseException : public std::exception {
 public:
     KrvBaseException();
     KrvBaseException(const std::string& message, const std::string& file, std::uint64_t line);
@@ -26,5 +26,3 @@ private:
     std::string m_file;
     std::uint64_t m_line = 0;
 };
-
-#pragma GCC visibility pop

@@ -4,9 +4,9 @@
 #pragma once
 #include <atomic>
 
-#pragma GCC visibility push(default)
+#include <vantry_util/KrvExport.h>
 
-class KrvExternalFunction {
+class VANTRY_UTIL_EXPORT KrvExternalFunction {
 public:
     using FlushEventsFunction = bool (*)();
     using ProgressMsgFunction = void (*)(const char*);
@@ -39,5 +39,3 @@ private:
     std::atomic<SetIntFunction> m_setInt{nullptr};
     std::atomic<GetIntFunction> m_getInt{nullptr};
 };
-
-#pragma GCC visibility pop

@@ -3,13 +3,21 @@
 // every call from then on) answers null, zero, non-zero, a negative value, or throws, and can
 // read how often each point was called. Disarmed, a point costs one counter increment and one
 // load.
+//
+// The points exist only in the test builds of the host libraries (KRV_FAULT_POINTS, with the
+// registry in vantry_util's); elsewhere a point is an empty stand-in that never fires, so the
+// installed libraries carry neither the points nor the registry.
 #pragma once
 #include <atomic>
 #include <cstdint>
 #include <string>
 #include <type_traits>
 
-#pragma GCC visibility push(default)
+#ifdef KRV_NO_FAULT_POINTS
+#error "this source now uses fault points: configure again so that its test build has them"
+#endif
+
+#define KRV_FAULT_API __attribute__((visibility("default")))
 
 namespace KrvFault {
 
@@ -23,17 +31,19 @@ enum class Answer : int {
     Custom      // the operation's own documented odd answer (see docs/suite.md)
 };
 
+#ifdef KRV_FAULT_POINTS
+
 struct Point;
 
 // Arms `point`: counting from now, its calls `nth`, nth+1, ... (at most `times` of them, -1
 // for all) fail with `answer`.
-void arm(const std::string& point, Answer answer, int nth = 1, int times = 1, long long value = 0);
-void disarm(const std::string& point);
+KRV_FAULT_API void arm(const std::string& point, Answer answer, int nth = 1, int times = 1, long long value = 0);
+KRV_FAULT_API void disarm(const std::string& point);
 // Disarms every point and sets every counter to zero.
-void reset();
-std::uint64_t calls(const std::string& point);
+KRV_FAULT_API void reset();
+KRV_FAULT_API std::uint64_t calls(const std::string& point);
 
-struct Point {
+struct KRV_FAULT_API Point {
     explicit Point(const char* name);
     // Counts the call; true when this call must fail (and throws for Answer::Throw).
     bool fire() {
@@ -72,7 +82,7 @@ private:
     bool fireArmed(std::uint64_t n);
 };
 
-Point& point(const char* name);
+KRV_FAULT_API Point& point(const char* name);
 
 }  // namespace KrvFault
 
@@ -90,4 +100,28 @@ Point& point(const char* name);
         if (krvFaultPoint_.fire()) return;                               \
     } while (0)
 
-#pragma GCC visibility pop
+#else
+
+// Never fires; the call sites' dead branches fold away.
+struct Point {
+    static constexpr bool fire() noexcept { return false; }
+    static constexpr Answer answer() noexcept { return Answer::None; }
+    static constexpr long long answerValue() noexcept { return 0; }
+    template <class R>
+    static constexpr R result() noexcept { return R{}; }
+};
+
+inline Point disabledPoint;
+constexpr Point& point(const char*) noexcept { return disabledPoint; }
+
+}  // namespace KrvFault
+
+#define KRV_FAULT_RETURN(R, NAME) \
+    do {                          \
+    } while (0)
+#define KRV_FAULT_COUNT(NAME) \
+    do {                      \
+    } while (0)
+
+#endif
+

@@ -13,11 +13,11 @@
 #include <string_view>
 #include <vector>
 
-#pragma GCC visibility push(default)
+#include <vantry_util/KrvExport.h>
 
 // A vocabulary: which names a formula may use, and the variable slot each one reads at
 // evaluation.
-class KrvFormulaNames {
+class VANTRY_UTIL_EXPORT KrvFormulaNames {
 public:
     virtual ~KrvFormulaNames();
     // The slot (0 or more) of `name`, or -1 to refuse it. On refusal `why` may say why in a few
@@ -27,7 +27,7 @@ public:
 
 // Why a text was refused: the byte offset where the parser stopped, and a readable reason.
 // An empty reason means no error.
-struct KrvFormulaError {
+struct VANTRY_UTIL_EXPORT KrvFormulaError {
     std::size_t position = 0;
     std::string reason;
 
@@ -36,7 +36,7 @@ struct KrvFormulaError {
     std::string describe() const;
 };
 
-class KrvFormula {
+class VANTRY_UTIL_EXPORT KrvFormula {
 public:
     // Longest text the parser reads, in bytes.
     static constexpr std::size_t kMaxLength = 65536;
@@ -83,5 +83,3 @@ private:
     int m_slotCount = 0;
     int m_stackDepth = 0;
 };
-
-#pragma GCC visibility pop

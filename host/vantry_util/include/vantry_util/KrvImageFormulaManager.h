@@ -4,19 +4,18 @@
 #include <string>
 #include <string_view>
 
+#include <vantry_util/KrvExport.h>
 #include <vantry_util/KrvFormula.h>
 
-#pragma GCC visibility push(default)
-
 // I1..I9 read slots 0..8, X, Y, Z slots 9, 10, 11.
-class KrvImageFormulaNames final : public KrvFormulaNames {
+class VANTRY_UTIL_EXPORT KrvImageFormulaNames final : public KrvFormulaNames {
 public:
     enum Slot { kFirstImage = 0, kImageCount = 9, kX = 9, kY = 10, kZ = 11, kSlotCount = 12 };
     int resolve(std::string_view name, std::string& why) const override;
     static const KrvImageFormulaNames& instance();
 };
 
-class KrvImageFormulaManager {
+class VANTRY_UTIL_EXPORT KrvImageFormulaManager {
 public:
     KrvImageFormulaManager() = default;
     ~KrvImageFormulaManager() = default;
@@ -35,6 +34,4 @@ private:
 
 // Logs a refused formula at Debug ("Formula refused at byte 3: unknown name 'Q': I1+Q"),
 // the line that every vocabulary of the suite writes.
-void logKrvFormulaRefusal(const KrvFormulaError& error, std::string_view formula);
-
-#pragma GCC visibility pop
+VANTRY_UTIL_EXPORT void logKrvFormulaRefusal(const KrvFormulaError& error, std::string_view formula);

@@ -6,12 +6,12 @@
 #include <memory>
 #include <string>
 
-#pragma GCC visibility push(default)
+#include <vantry_util/KrvExport.h>
 
 enum class KrvLoggerLevel : int { Debug = 0, Info = 20000, Warn = 30000, Error = 40000, Off = 60000 };
 
 // One written line as the sinks receive it.
-struct KrvLogRecord {
+struct VANTRY_UTIL_EXPORT KrvLogRecord {
     KrvLoggerLevel level;
     const std::string& logger;
     const std::string& message;
@@ -20,7 +20,7 @@ struct KrvLogRecord {
 };
 
 // A destination for log lines; the suite adds its console and file sinks, tests add their own.
-class KrvLogSink {
+class VANTRY_UTIL_EXPORT KrvLogSink {
 public:
     virtual ~KrvLogSink() = default;
     virtual void write(const KrvLogRecord& record) = 0;
@@ -28,7 +28,7 @@ public:
 
 namespace krv_detail { struct LoggerNode; }
 
-class KrvLogger {
+class VANTRY_UTIL_EXPORT KrvLogger {
 public:
     explicit KrvLogger(const std::string& name);
     KrvLogger(const KrvLogger&) = delete;
@@ -53,22 +53,20 @@ private:
 };
 
 // The suite's base logger, "Korvane".
-KrvLogger& getKrvBaseLogger();
+VANTRY_UTIL_EXPORT KrvLogger& getKrvBaseLogger();
 
 // Opens the main log file in the log folder (an empty or null name gives "Korvane.log").
-void initKrvMainLogger(const char* name);
-bool isMainLogFileCreated();
+VANTRY_UTIL_EXPORT void initKrvMainLogger(const char* name);
+VANTRY_UTIL_EXPORT bool isMainLogFileCreated();
 // Reads the logger configuration file (levels per logger, console threshold), sets the log
 // folder and the default level of the base logger. A malformed file raises KrvBaseException.
-void initKrvLoggers(const std::string& configFile, const std::string& logFolder, const std::string& defaultLevel);
+VANTRY_UTIL_EXPORT void initKrvLoggers(const std::string& configFile, const std::string& logFolder, const std::string& defaultLevel);
 
 // Parses "Debug", "Info", "Warn", "Error", "Off" (any letter case) or a number; -2 when invalid.
-int parseKrvLogLevel(const std::string& text);
-const char* krvLogLevelName(KrvLoggerLevel level);
+VANTRY_UTIL_EXPORT int parseKrvLogLevel(const std::string& text);
+VANTRY_UTIL_EXPORT const char* krvLogLevelName(KrvLoggerLevel level);
 
-void addKrvLogSink(std::shared_ptr<KrvLogSink> sink);
-void removeKrvLogSink(const std::shared_ptr<KrvLogSink>& sink);
+VANTRY_UTIL_EXPORT void addKrvLogSink(std::shared_ptr<KrvLogSink> sink);
+VANTRY_UTIL_EXPORT void removeKrvLogSink(const std::shared_ptr<KrvLogSink>& sink);
 // Lines at or above this level also go to standard error (Off by default).
-void setKrvConsoleLevel(int level);
-
-#pragma GCC visibility pop
+VANTRY_UTIL_EXPORT void setKrvConsoleLevel(int level);

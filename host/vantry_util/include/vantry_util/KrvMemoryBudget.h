@@ -4,21 +4,21 @@
 #pragma once
 #include <cstdint>
 
-#pragma GCC visibility push(default)
+#include <vantry_util/KrvExport.h>
 
 namespace KrvMemoryBudget {
 
 // Reserves `bytes` for `what` (a store's name for the log); false, with a Warn line in the
 // suite's log ("Korvane.Memory"), when the total would pass the limit.
-bool reserve(std::uint64_t bytes, const char* what);
-void release(std::uint64_t bytes) noexcept;
-std::uint64_t used() noexcept;
+VANTRY_UTIL_EXPORT bool reserve(std::uint64_t bytes, const char* what);
+VANTRY_UTIL_EXPORT void release(std::uint64_t bytes) noexcept;
+VANTRY_UTIL_EXPORT std::uint64_t used() noexcept;
 
 }  // namespace KrvMemoryBudget
 
 // A reservation that releases itself unless kept: reserve, build the object, keep() once the
 // object holds the values (it then releases them when it goes).
-class KrvMemoryReservation {
+class VANTRY_UTIL_EXPORT KrvMemoryReservation {
 public:
     KrvMemoryReservation(std::uint64_t bytes, const char* what)
         : m_bytes(KrvMemoryBudget::reserve(bytes, what) ? bytes : 0), m_ok(m_bytes == bytes) {}
@@ -34,5 +34,3 @@ private:
     std::uint64_t m_bytes;
     bool m_ok;
 };
-
-#pragma GCC visibility pop

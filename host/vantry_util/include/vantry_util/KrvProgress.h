@@ -5,9 +5,9 @@
 #include <cstdint>
 #include <string>
 
-#pragma GCC visibility push(default)
+#include <vantry_util/KrvExport.h>
 
-class KrvProgress {
+class VANTRY_UTIL_EXPORT KrvProgress {
 public:
     // Work of `total` steps, reported as "<what> k/<total>". At most about a hundred messages
     // are sent, however many steps there are; the last step is always reported.
@@ -24,5 +24,3 @@ private:
     std::uint64_t m_every;
     std::uint64_t m_next;
 };
-
-#pragma GCC visibility pop

@@ -1,9 +1,8 @@
 // Shut-down of the utility library: closes the log files and forgets the logging configuration,
 // so that a later start-up configures the loggers afresh.
 #pragma once
+#include <vantry_util/KrvExport.h>
 
-#pragma GCC visibility push(default)
 namespace KrvUtil {
-void finish();
+VANTRY_UTIL_EXPORT void finish();
 }
-#pragma GCC visibility pop

@@ -3,10 +3,9 @@
 #include <variant>
 
 #include <vantry_util/CKrvString.h>
+#include <vantry_util/KrvExport.h>
 
-#pragma GCC visibility push(default)
-
-class KrvVariant {
+class VANTRY_UTIL_EXPORT KrvVariant {
 public:
     KrvVariant() = default;
     KrvVariant(const char* text) : m_value(CKrvString(text)) {}   // NOLINT
@@ -23,5 +22,3 @@ public:
 private:
     std::variant<std::monostate, CKrvString, long, void*> m_value;
 };
-
-#pragma GCC visibility pop

@@ -11,12 +11,12 @@
 #include <utility>
 #include <vector>
 
-#pragma GCC visibility push(default)
+#include <vantry_util/KrvExport.h>
 
 namespace zel {
 
 // Counted by the references that hold it; deleted when the last one goes.
-class RefCounted {
+class VANTRY_ZEL_EXPORT RefCounted {
 public:
     RefCounted() = default;
     RefCounted(const RefCounted&) = delete;
@@ -60,7 +60,7 @@ private:
     T* m_object = nullptr;
 };
 
-[[noreturn]] void throwNullDereference();
+[[noreturn]] VANTRY_ZEL_EXPORT void throwNullDereference();
 template <class T>
 void RefImpl<T>::nullDereferenceError() {
     throwNullDereference();
@@ -82,7 +82,7 @@ private:
 };
 
 // One choice among named ones, by index; an index out of range throws std::out_of_range.
-class PropertySingleChoice {
+class VANTRY_ZEL_EXPORT PropertySingleChoice {
 public:
     PropertySingleChoice(std::vector<std::string> choices, unsigned int index);
     PropertySingleChoice& operator=(unsigned int index);
@@ -95,13 +95,13 @@ private:
 };
 
 // What an algorithm may ask its caller while it runs; null means no interaction.
-class InteractionInterface {
+class VANTRY_ZEL_EXPORT InteractionInterface {
 public:
     virtual ~InteractionInterface();
     virtual bool cancelled() const = 0;
 };
 
-class BaseAlgorithm : public RefCounted {
+class VANTRY_ZEL_EXPORT BaseAlgorithm : public RefCounted {
 public:
     // Runs the algorithm on its current properties, synchronously.
     void run(InteractionInterface* interaction);
@@ -159,5 +159,3 @@ struct Vector2 {
 }  // namespace math
 
 }  // namespace zel
-
-#pragma GCC visibility pop

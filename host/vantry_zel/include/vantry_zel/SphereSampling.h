@@ -1,13 +1,12 @@
 // zel::geometry::SphereSampling: directions over the half sphere for large counts. Each point
 // holds component 0 = azimuth in [0, 2 pi) and component 1 = polar angle in [0, pi/2], radians.
 #pragma once
+#include <vantry_util/KrvExport.h>
 #include <vantry_zel/Algorithm.h>
-
-#pragma GCC visibility push(default)
 
 namespace zel::geometry {
 
-class SphereSampling : public BaseAlgorithm {
+class VANTRY_ZEL_EXPORT SphereSampling : public BaseAlgorithm {
 public:
     // The implementation pointer is reserved and may be null.
     static RefImpl<SphereSampling> New(void* implementation);
@@ -25,5 +24,3 @@ protected:
 };
 
 }  // namespace zel::geometry
-
-#pragma GCC visibility pop

@@ -3,24 +3,22 @@
 #include <string>
 #include <vector>
 
-#pragma GCC visibility push(default)
+#include <vantry_util/KrvExport.h>
 
 namespace zel {
 
-void init();
-void finish();
+VANTRY_ZEL_EXPORT void init();
+VANTRY_ZEL_EXPORT void finish();
 // Registers the suite's algorithms; `path` names an extra plug-in folder and may be null.
-void initPlugins(const char* path);
-void finishPlugins();
+VANTRY_ZEL_EXPORT void initPlugins(const char* path);
+VANTRY_ZEL_EXPORT void finishPlugins();
 
-bool isInitialized();
+VANTRY_ZEL_EXPORT bool isInitialized();
 // The names of the registered algorithms, in registration order.
-std::vector<std::string> registeredAlgorithms();
+VANTRY_ZEL_EXPORT std::vector<std::string> registeredAlgorithms();
 // The plug-in folder given to the last initPlugins ("" for null).
-const std::string& pluginPath();
+VANTRY_ZEL_EXPORT const std::string& pluginPath();
 // Whether the last initPlugins was given a path at all (null gives false).
-bool pluginPathGiven();
+VANTRY_ZEL_EXPORT bool pluginPathGiven();
 
 }  // namespace zel
-
-#pragma GCC visibility pop
