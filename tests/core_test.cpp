@@ -165,6 +165,8 @@ TEST_F(LifecycleTest, StartAndStopLogEveryStepOnItsLine) {
     EXPECT_EQ(zel::pluginPath(), folder);
     EXPECT_TRUE(zel::pluginPathGiven());
     EXPECT_EQ(KrvFault::calls("GetKrvTabListCmd"), 1u);
+    // The shared integer starts at 0 (this is the program's first test; start-up does not reset it).
+    EXPECT_EQ(KrvExternalFunction::getInstance().CallGetIntValueFunction(), 0);
     KrvExternalFunction::getInstance().CallSetIntValueFunction(42);
     EXPECT_EQ(KrvExternalFunction::getInstance().CallGetIntValueFunction(), 42);
     EXPECT_TRUE(isMainLogFileCreated());

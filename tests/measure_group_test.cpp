@@ -57,6 +57,24 @@ TEST_F(MeasureGroups, AddsInOrderKeepsDuplicatesAndRemovesTheFirstExactEntry) {
     log->clear();
     EXPECT_TRUE(getMsrGrpMsrList("Shape").empty());
     EXPECT_EQ(log->lines().size(), 1u);
+    expectLogLine(*log, Level::Debug, "Retrieving measure list for group Shape", kFile,
+                  line("\"Retrieving measure list for group \""));
+
+    // The group list: a heading, then one Debug line per name from the list's own statement.
+    EXPECT_EQ(getMsrGrpList(), (Names{"Shape"}));
+    const int listLine = line("\"Retrieving measure group list :\"");
+    expectLogLine(*log, Level::Debug, "Retrieving measure group list :", kFile, listLine);
+    expectLogLine(*log, Level::Debug, "Shape", kFile, line("return KAPI_COPY_NAMES(groups);"));
+    // With Debug lines off, neither the heading nor a name is written.
+    log->clear();
+    const int level = getKorvaneAPILogger().getLogLevel();
+    getKorvaneAPILogger().setLogLevel(static_cast<int>(Level::Info));
+    EXPECT_EQ(getMsrGrpList(), (Names{"Shape"}));
+    getKorvaneAPILogger().setLogLevel(level);
+    EXPECT_TRUE(log->lines().empty());
+    removeMsrGrp("Shape");
+    expectLogLine(*log, Level::Debug, "Removing measure group Shape", kFile, line("\"Removing measure group \", group"));
+    EXPECT_TRUE(getMsrGrpList().empty());
 }
 
 TEST_F(MeasureGroups, AddingToAMissingGroupMakesItAndAnUnknownMeasureChangesNothing) {
