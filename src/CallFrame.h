@@ -43,9 +43,7 @@ void appendPiece(std::string& out, const T& piece) {
                                        std::chars_format::general, 6).ptr;
         out.append(digits, end);
     } else {
-        std::ostringstream text;
-        text << piece;
-        out += text.str();
+        static_assert(!sizeof(T), "a log line takes text, characters, booleans and numbers");
     }
 }
 

@@ -278,6 +278,13 @@ TEST_F(LifecycleTest, ExceptionKeepsItsTextWithErrorLinesOffAndAcrossCopies) {
     }
     EXPECT_TRUE(log->find("Can't initialize data service").empty());
     endKorvaneAPI();
+
+    // With only Error lines on, the failure's line is written.
+    getKorvaneAPILogger().setLogLevel(static_cast<int>(Level::Error));
+    KrvFault::arm("CDatService::InitService", KrvFault::Answer::Zero);
+    EXPECT_THROW(initKorvaneAPI(folder.c_str()), KorvaneAPIException);
+    EXPECT_EQ(log->find("Can't initialize data service").size(), 1u);
+    endKorvaneAPI();
 }
 
 TEST_F(LifecycleTest, NullPathStartsWithoutSettingsAndTwiceRunsTwice) {
@@ -385,6 +392,9 @@ void expectLineAsAFreshStreamWritesIt() {
     }
     stream << '|' << 4300 << '|' << -1234567 << '|' << 1234.5f << '|' << 0.5;
     built += kapi::joined('|', 4300, '|', -1234567, '|', 1234.5f, '|', 0.5);
+    // Character types print as characters, not as numbers.
+    stream << static_cast<signed char>('s') << static_cast<unsigned char>('u');
+    built += kapi::joined(static_cast<signed char>('s'), static_cast<unsigned char>('u'));
     EXPECT_EQ(built, stream.str());
 }
 

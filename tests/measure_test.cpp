@@ -1,6 +1,7 @@
 // User measures, measure parameters and Feret 3-D directions over the stand-alone suite, with
 // every failure answer of the host produced through its fault points.
 #include <cmath>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -84,12 +85,38 @@ TEST_F(Measures, FormulasAreCheckedFirstThenNamedThenCompiledAndUndone) {
 
     // A formula over a native and a user measure, evaluated by the suite.
     ASSERT_TRUE(createUsrMsrByFormula("Double", "Area * 2", eMsrUnitDim3));
+    expectLogLine(*log, Level::Debug, "Creating user measure Double associated to formula Area * 2", kFile,
+                  line("\" associated to formula \""));
     ASSERT_TRUE(createUsrMsrByFormula("Mixed", "Double + sqrt(Perimeter) ^ 2", eMsrUnitDim3));
     const auto values = [](const std::string& name) { return name == "Double" ? 10.0 : 9.0; };
     EXPECT_DOUBLE_EQ(user("Mixed")->evaluate(values), 19.0);
     log->clear();
     EXPECT_EQ(getUsrMsrFormula("Mixed"), "Double + sqrt(Perimeter) ^ 2");
+    expectLogLine(*log, Level::Debug, "Retrieving formula for user measure Mixed", kFile,
+                  line("\"Retrieving formula for user measure \""));
     expectLogLine(*log, Level::Debug, "Formula = Double + sqrt(Perimeter) ^ 2", kFile, line("\"Formula = \""));
+}
+
+// Each call's Debug line, at its level and from its own statement.
+TEST_F(Measures, EachCallWritesItsDebugLine) {
+    ASSERT_TRUE(createUsrMsrByFormula("U", "Area * 2", eMsrUnitDim3));
+    const struct {
+        std::function<void()> call;
+        const char* message;
+        const char* snippet;
+    } cases[] = {
+        {[] { getUsrMsrList(); }, "Retrieving user measure list :", "\"Retrieving user measure list :\""},
+        {[] { getNatMsrList(); }, "Retrieving native measure list :", "\"Retrieving native measure list :\""},
+        {[] { setMsrParams("Length3d", {}); }, "Setting params for user measure Length3d",
+         "\"Setting params for user measure \""},
+        {[] { removeUsrMsr("U"); }, "Removing user measure U", "\"Removing user measure \", name"},
+        {[] { removeAllUsrMsr(); }, "Removing all user measures", "\"Removing all user measures\""},
+    };
+    for (const auto& c : cases) {
+        log->clear();
+        c.call();
+        expectLogLine(*log, Level::Debug, c.message, kFile, line(c.snippet));
+    }
 }
 
 TEST_F(Measures, IpFunctionsComeFromTheCatalogue) {
@@ -109,6 +136,8 @@ TEST_F(Measures, IpFunctionsComeFromTheCatalogue) {
         EXPECT_NE(std::string(function.description), "");
     }
     ASSERT_TRUE(createUsrMsrByIPFunction("F", "MeanIntensity", eMsrUnitDim5));
+    expectLogLine(*log, Level::Debug, "Creating user measure F associated to ip function MeanIntensity", kFile,
+                  line("\" associated to ip function \""));
     log->clear();
     EXPECT_EQ(getUsrMsrFormula("F"), "MeanIntensity");
     expectLogLine(*log, Level::Debug, "IpFunction = MeanIntensity", kFile, line("\"IpFunction = \""));
