@@ -29,6 +29,10 @@ const char* krvVoxelTypeName(KrvVoxelType type) noexcept {
     return "unknown";
 }
 
+KrvVoxelView KrvImage::View() const noexcept {
+    return KrvVoxelView{m_data.get(), m_nx, m_ny, m_nz, m_type, m_voxelSize};
+}
+
 void KrvImage::FreeBytes::operator()(std::uint8_t* bytes) const noexcept { std::free(bytes); }
 
 KrvImage::KrvImage(KrvImage&& other) noexcept { *this = std::move(other); }

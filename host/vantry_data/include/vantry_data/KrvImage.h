@@ -9,24 +9,12 @@
 
 #include <vantry_util/KrvBaseException.h>
 #include <vantry_util/KrvExport.h>
-
-enum class KrvVoxelType : int { UInt8 = 0, UInt16 = 1, Int32 = 2, Float32 = 3 };
+#include <vantry_util/KrvVoxel.h>
 
 // Bytes per voxel: 1, 2, 4, 4.
 VANTRY_DATA_EXPORT std::size_t krvVoxelBytes(KrvVoxelType type) noexcept;
 // "uint8", "uint16", "int32", "float32".
 VANTRY_DATA_EXPORT const char* krvVoxelTypeName(KrvVoxelType type) noexcept;
-
-template <class T> struct KrvVoxelTypeOf;
-template <> struct KrvVoxelTypeOf<std::uint8_t> { static constexpr KrvVoxelType value = KrvVoxelType::UInt8; };
-template <> struct KrvVoxelTypeOf<std::uint16_t> { static constexpr KrvVoxelType value = KrvVoxelType::UInt16; };
-template <> struct KrvVoxelTypeOf<std::int32_t> { static constexpr KrvVoxelType value = KrvVoxelType::Int32; };
-template <> struct KrvVoxelTypeOf<float> { static constexpr KrvVoxelType value = KrvVoxelType::Float32; };
-
-// The size of one voxel along x, y and z, in the image's physical unit.
-struct KrvVoxelSize {
-    double x = 1.0, y = 1.0, z = 1.0;
-};
 
 class VANTRY_DATA_EXPORT KrvImage {
 public:
@@ -91,6 +79,9 @@ public:
     const T& At(int x, int y, int z = 0) const {
         return Voxels<T>()[Index(x, y, z)];
     }
+
+    // The voxels as a view for the processing library; valid while the image keeps them.
+    KrvVoxelView View() const noexcept;
 
     // "64x48x1 uint8" for messages.
     std::string Describe() const;
