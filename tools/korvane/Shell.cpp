@@ -1,6 +1,6 @@
 #include "Shell.h"
 
-#include <csetjmp>
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -9,7 +9,8 @@
 #include <string>
 #include <vector>
 
-#include <termios.h>
+#include <poll.h>
+#include <pthread.h>
 #include <unistd.h>
 
 #ifdef KORVANE_HAVE_LIBEDIT
@@ -23,37 +24,66 @@ namespace korvane {
 
 namespace {
 
-// A signal at the prompt leaves the read by a jump: a read that had not started when the signal
-// came would wait for a key otherwise. At libedit's prompt any of them jumps; in a plain read
-// (stdio holds its lock) only the signals that end the shell.
-enum Prompt : int { kNoPrompt, kEditing, kPlainRead };
-sigjmp_buf g_prompt;
-volatile std::sig_atomic_t g_atPrompt = kNoPrompt;
+// The shell's signals only set flags: a call in progress sees them between its steps, and the
+// prompt waits for input with them blocked except inside ppoll, so a signal that comes at any
+// moment ends the wait at once and never lands inside the line editor or stdio.
 volatile std::sig_atomic_t g_leave = 0;
 
-void onInterrupt(int) {
-    requestInterrupt();
-    if (g_atPrompt == kEditing) siglongjmp(g_prompt, 1);
-}
+void onInterrupt(int) { requestInterrupt(); }
 
 void onTerminate(int signal) {
     g_leave = signal;
     requestInterrupt();
-    if (g_atPrompt != kNoPrompt) siglongjmp(g_prompt, 1);
 }
 
-// Enters the prompt, or jumps out at once when a signal came on the way there.
-void enterPrompt(Prompt kind) {
-    g_atPrompt = kind;
-    if (g_leave != 0 || (kind == kEditing && interrupted())) siglongjmp(g_prompt, 1);
-}
-
-// Without SA_RESTART, so that a read at the prompt returns at once.
+// Without SA_RESTART, so that a wait at the prompt returns at once.
 void handle(int signal, void (*handler)(int)) {
     struct sigaction action {};
     action.sa_handler = handler;
     sigemptyset(&action.sa_mask);
     sigaction(signal, &action, nullptr);
+}
+
+sigset_t shellSignals() {
+    sigset_t set;
+    sigemptyset(&set);
+    sigaddset(&set, SIGINT);
+    sigaddset(&set, SIGTERM);
+    sigaddset(&set, SIGHUP);
+    return set;
+}
+
+// Blocks the shell's signals for as long as it lives; `open` is the mask that lets them in.
+class SignalsHeld {
+public:
+    SignalsHeld() {
+        const sigset_t set = shellSignals();
+        pthread_sigmask(SIG_BLOCK, &set, &m_open);
+        for (const int signal : {SIGINT, SIGTERM, SIGHUP}) sigdelset(&m_open, signal);
+    }
+    ~SignalsHeld() {
+        const sigset_t set = shellSignals();
+        pthread_sigmask(SIG_UNBLOCK, &set, nullptr);
+    }
+    SignalsHeld(const SignalsHeld&) = delete;
+    SignalsHeld& operator=(const SignalsHeld&) = delete;
+    const sigset_t& open() const noexcept { return m_open; }
+
+private:
+    sigset_t m_open;
+};
+
+enum class Wait { Input, Signal };
+
+// Waits until standard input can be read or one of the shell's signals came.
+Wait waitForInput(const SignalsHeld& held) {
+    for (;;) {
+        if (g_leave != 0 || interrupted()) return Wait::Signal;
+        pollfd input{STDIN_FILENO, POLLIN, 0};
+        const int ready = ppoll(&input, 1, nullptr, &held.open());
+        if (ready > 0) return Wait::Input;
+        if (ready < 0 && errno != EINTR) return Wait::Input;  // the read will report it
+    }
 }
 
 const bool kInteractive = isatty(STDIN_FILENO) != 0;
@@ -102,40 +132,89 @@ private:
 
 enum class Read { Line, Interrupted, End };
 
+Read signalled() { return g_leave != 0 ? Read::End : Read::Interrupted; }
+
+#ifdef KORVANE_HAVE_LIBEDIT
+// The editor's callback interface: it takes one key at a time, so the shell does the waiting.
+struct EditedLine {
+    bool done = false;
+    bool ended = false;
+    std::string text;
+} g_edited;
+
+void onLineEdited(char* line) {
+    g_edited.done = true;
+    g_edited.ended = line == nullptr;
+    if (line == nullptr) return;
+    g_edited.text = line;
+    if (*line != '\0') add_history(line);
+    std::free(line);
+}
+
+Read editLine(std::string& line) {
+    const SignalsHeld held;
+    g_edited = EditedLine{};
+    rl_callback_handler_install("korvane> ", &onLineEdited);
+    Read read = Read::Line;
+    while (!g_edited.done) {
+        if (waitForInput(held) == Wait::Signal) {
+            read = signalled();
+            rl_replace_line("", 0);  // an interrupted line is dropped, not kept for the next prompt
+            break;
+        }
+        rl_callback_read_char();
+    }
+    rl_callback_handler_remove();  // the terminal back to its own mode
+    if (read == Read::Line && g_edited.ended) return Read::End;
+    line = std::move(g_edited.text);
+    return read;
+}
+#endif
+
+// Standard input read by the shell itself, a line at a time, so that a wait for input can end
+// at a signal and no stream holds half a line.
+class PlainInput {
+public:
+    Read readLine(std::string& line) {
+        const SignalsHeld held;
+        for (;;) {
+            if (takeLine(line)) return Read::Line;
+            if (m_ended) return Read::End;
+            if (waitForInput(held) == Wait::Signal) return signalled();
+            readMore();
+        }
+    }
+
+private:
+    bool takeLine(std::string& line) {
+        const std::size_t end = m_pending.find('\n');
+        if (end == std::string::npos && !(m_ended && !m_pending.empty())) return false;
+        const std::size_t length = end == std::string::npos ? m_pending.size() : end;
+        line.assign(m_pending, 0, length);
+        if (!line.empty() && line.back() == '\r') line.pop_back();
+        m_pending.erase(0, end == std::string::npos ? length : length + 1);
+        return true;
+    }
+    void readMore() {
+        char buffer[4096];
+        const ssize_t got = ::read(STDIN_FILENO, buffer, sizeof buffer);
+        if (got > 0) m_pending.append(buffer, static_cast<std::size_t>(got));
+        else if (got == 0 || errno != EINTR) m_ended = true;
+    }
+
+    std::string m_pending;
+    bool m_ended = false;
+};
+
 // One line: with editing, history and completion on a terminal when libedit was found at build
 // time, a plain prompt otherwise.
-Read readLine(std::string& line) {
+Read readLine(PlainInput& plain, std::string& line) {
     clearInterrupt();
-    termios terminal{};
-    const bool restore = kInteractive && tcgetattr(STDIN_FILENO, &terminal) == 0;
-    if (sigsetjmp(g_prompt, 1) != 0) {
-        g_atPrompt = kNoPrompt;
-        if (restore) tcsetattr(STDIN_FILENO, TCSANOW, &terminal);  // the editor's raw mode ends
-        return g_leave != 0 ? Read::End : Read::Interrupted;
-    }
 #ifdef KORVANE_HAVE_LIBEDIT
-    if (kInteractive) {
-        enterPrompt(kEditing);
-        char* read = readline("korvane> ");
-        g_atPrompt = kNoPrompt;
-        if (read == nullptr) return interrupted() && !g_leave ? Read::Interrupted : Read::End;
-        line = read;
-        if (!line.empty()) add_history(read);
-        std::free(read);
-        return Read::Line;
-    }
+    if (kInteractive) return editLine(line);
 #endif
     if (kInteractive) *g_screen << "korvane> " << std::flush;
-    enterPrompt(kPlainRead);
-    const bool read = static_cast<bool>(std::getline(std::cin, line));
-    g_atPrompt = kNoPrompt;
-    if (read) return Read::Line;
-    if (interrupted() && !g_leave && !std::cin.eof()) {
-        std::cin.clear();
-        std::clearerr(stdin);
-        return Read::Interrupted;
-    }
-    return Read::End;
+    return plain.readLine(line);
 }
 
 }  // namespace
@@ -158,8 +237,9 @@ ShellEnd runShell(Interpreter& interpreter, bool json) {
                      "quit or Ctrl-D to leave\n";
     ShellEnd end;
     std::string line;
+    PlainInput plain;
     for (int number = 1; !g_leave && !interpreter.quitting(); ++number) {
-        const Read read = readLine(line);
+        const Read read = readLine(plain, line);
         if (read == Read::End) {
             if (kInteractive) *g_screen << '\n';  // the prompt's line ends
             break;
