@@ -81,6 +81,15 @@ std::vector<double> meanOf(const KrvVoxelView& in, int size, const KrvKernelProg
     return data;
 }
 
+// The rows of the window around row (y, z): 2r+1 rows in each of 2rz+1 planes, edges repeated.
+template <class T>
+void windowRows(const KrvVoxelView& in, const T* src, int y, int z, int r, int rz, std::vector<const T*>& rows) {
+    rows.clear();
+    for (int dz = -rz; dz <= rz; ++dz)
+        for (int dy = -r; dy <= r; ++dy)
+            rows.push_back(src + indexOf(in, 0, clampIndex(y + dy, in.ny), clampIndex(z + dz, in.nz)));
+}
+
 // The median of each window from sorted columns: along a row, each x's column of the window
 // (size² voxels in 3-D, size in 2-D) is sorted once and shared by the `size` windows that hold
 // it; a window's median is then a merge of its sorted columns, stopped half-way.
@@ -97,10 +106,7 @@ void medianOf(const KrvVoxelView& in, const KrvVoxelView& out, int size, const K
     Passes planes(progress, in.nz);
     for (int z = 0; z < in.nz; ++z) {
         for (int y = 0; y < in.ny; ++y) {
-            rows.clear();
-            for (int dz = -rz; dz <= rz; ++dz)
-                for (int dy = -r; dy <= r; ++dy)
-                    rows.push_back(src + indexOf(in, 0, clampIndex(y + dy, in.ny), clampIndex(z + dz, in.nz)));
+            windowRows(in, src, y, z, r, rz, rows);
             for (int i = 0; i < in.nx + 2 * r; ++i) {
                 T* column = columns.data() + static_cast<std::size_t>(i) * height;
                 const int x = clampIndex(i - r, in.nx);
@@ -138,10 +144,7 @@ void medianOfBytes(const KrvVoxelView& in, const KrvVoxelView& out, int size, co
     Passes planes(progress, in.nz);
     for (int z = 0; z < in.nz; ++z) {
         for (int y = 0; y < in.ny; ++y) {
-            rows.clear();
-            for (int dz = -rz; dz <= rz; ++dz)
-                for (int dy = -r; dy <= r; ++dy)
-                    rows.push_back(src + indexOf(in, 0, clampIndex(y + dy, in.ny), clampIndex(z + dz, in.nz)));
+            windowRows(in, src, y, z, r, rz, rows);
             int histogram[256] = {};
             int median = 0, below = 0;  // `below`: voxels of the window under `median`
             auto column = [&](int x, int change) {
