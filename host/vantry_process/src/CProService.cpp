@@ -1,5 +1,6 @@
 // The process service, its command table and the spreadsheet conversion.
 #include <vantry_process/CProService.h>
+#include <vantry_process/KrvImageCommands.h>
 #include <vantry_process/OrlanSpreadsheet.h>
 
 #include <vantry_data/KrvResultTable.h>
@@ -12,6 +13,7 @@ void CProService::AllocService() { new CProService(); }  // the registry owns it
 
 bool CProService::InitService() {
     KRV_FAULT_RETURN(bool, "CProService::InitService");
+    krvRegisterImageCommands();
     return true;
 }
 
