@@ -15,6 +15,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <numeric>
 #include <random>
@@ -83,6 +84,11 @@ public:
             rowStart[row] = runs.size();
             const std::uint8_t* m = mask.data() + std::size_t(row) * kSide;
             for (int x = 0; x < kSide;) {
+                std::uint64_t eight;  // background is skipped eight voxels at a time
+                if (x + 8 <= kSide && (std::memcpy(&eight, m + x, 8), eight == 0)) {
+                    x += 8;
+                    continue;
+                }
                 if (!m[x]) {
                     ++x;
                     continue;
@@ -99,16 +105,20 @@ public:
             if (row % kSide != 0) join(row, row - 1);
             if (row >= kSide) join(row, row - kSide);
         }
-        std::fill(labels.begin(), labels.end(), 0);
         std::vector<std::int32_t> number(runs.size(), 0);
         std::int32_t next = 0;
-        for (int row = 0; row < kSide * kSide; ++row)
+        for (int row = 0; row < kSide * kSide; ++row) {  // each voxel written once: runs and the gaps
+            std::int32_t* out = labels.data() + std::size_t(row) * kSide;
+            int x = 0;
             for (std::size_t r = rowStart[row]; r < rowStart[row + 1]; ++r) {
                 std::int32_t& n = number[find(std::uint32_t(r))];
                 if (n == 0) n = ++next;
-                std::fill(labels.begin() + std::ptrdiff_t(std::size_t(row) * kSide + runs[r].x0),
-                          labels.begin() + std::ptrdiff_t(std::size_t(row) * kSide + runs[r].x1 + 1), n);
+                std::fill(out + x, out + runs[r].x0, 0);
+                std::fill(out + runs[r].x0, out + runs[r].x1 + 1, n);
+                x = runs[r].x1 + 1;
             }
+            std::fill(out + x, out + kSide, 0);
+        }
         count = next;
     }
     int count = 0;
@@ -152,7 +162,8 @@ std::vector<std::array<double, 3>> directions(int n) {
     return set;
 }
 
-// scikit-image's label + regionprops_table on the same volume, timed by the script itself.
+// scikit-image's label + regionprops_table on the same volume, timed by the script itself (the
+// best of three, as for ours).
 double scikitImageSeconds(const std::string& python, const std::vector<std::uint8_t>& mask,
                           const std::vector<std::uint8_t>& grey, int& objects) {
     const std::string folder = "/tmp/measure_objects_bench";
@@ -164,11 +175,14 @@ double scikitImageSeconds(const std::string& python, const std::vector<std::uint
         "from skimage import measure\n"
         "mask = np.fromfile(sys.argv[1] + '/mask.raw', np.uint8).reshape(256, 256, 256)\n"
         "grey = np.fromfile(sys.argv[1] + '/grey.raw', np.uint8).reshape(256, 256, 256)\n"
-        "start = time.perf_counter()\n"
-        "labels = measure.label(mask, connectivity=1)\n"
-        "t = measure.regionprops_table(labels, grey, properties=['label', 'area', 'centroid', 'bbox', "
+        "best = float('inf')\n"
+        "for run in range(3):\n"
+        "    start = time.perf_counter()\n"
+        "    labels = measure.label(mask, connectivity=1)\n"
+        "    t = measure.regionprops_table(labels, grey, properties=['label', 'area', 'centroid', 'bbox', "
         "'mean_intensity'])\n"
-        "print(time.perf_counter() - start, len(t['label']))\n";
+        "    best = min(best, time.perf_counter() - start)\n"
+        "print(best, len(t['label']))\n";
     std::ofstream(folder + "/run.py") << script;
     FILE* out = popen((python + " " + folder + "/run.py " + folder).c_str(), "r");
     double elapsed = NAN;
