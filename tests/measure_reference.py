@@ -11,7 +11,7 @@ from skimage import data, filters, measure
 OUT = sys.argv[1]
 PROPS_2D = ["label", "area", "centroid", "bbox", "equivalent_diameter", "euler_number",
             "mean_intensity", "min_intensity", "max_intensity", "perimeter_crofton", "feret_diameter_max"]
-PROPS_3D = ["label", "area", "centroid", "bbox", "equivalent_diameter",
+PROPS_3D = ["label", "area", "centroid", "bbox", "equivalent_diameter", "euler_number",
             "mean_intensity", "min_intensity", "max_intensity", "feret_diameter_max"]
 cases = []
 

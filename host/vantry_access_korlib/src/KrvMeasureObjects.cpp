@@ -179,14 +179,12 @@ double length3d(const ObjectData& o, const Context& c) {
     return best;
 }
 
-double eulerNumber(const ObjectData& o, const Context&) {
-    return static_cast<double>(o.quads1 - o.quads3 - 2 * o.quadsDiagonal) / 4.0;  // 8-connected objects
-}
+double eulerNumber(const ObjectData& o, const Context&) { return static_cast<double>(o.eulerCells) - o.count; }
 
 double none(const ObjectData&, const Context&) { return 0.0; }
 
 const std::map<std::string, MeasureRule, std::less<>>& rules() {
-    constexpr unsigned runs = kNeedRuns, grey = kNeedGrey, exits = kNeedExits, quads = kNeedQuads;
+    constexpr unsigned runs = kNeedRuns, grey = kNeedGrey, exits = kNeedExits, cells = kNeedCells;
     static const std::map<std::string, MeasureRule, std::less<>> table = {
         {"Area", {area, 0, Shape::Plane}},
         {"Perimeter", {perimeter, exits, Shape::Plane}},
@@ -236,8 +234,8 @@ const std::map<std::string, MeasureRule, std::less<>>& rules() {
               return 4.0 * kPi * area(o, c) / (p * p);
           },
           exits, Shape::Plane}},
-        {"EulerNumber", {eulerNumber, quads, Shape::Plane}},
-        {"HoleCount", {[](const ObjectData& o, const Context& c) { return 1.0 - eulerNumber(o, c); }, quads, Shape::Plane}},
+        {"EulerNumber", {eulerNumber, cells, Shape::Any}},
+        {"HoleCount", {[](const ObjectData& o, const Context& c) { return 1.0 - eulerNumber(o, c); }, cells, Shape::Plane}},
         {"MeanIntensity", {[](const ObjectData& o, const Context&) { return mean(o); }, grey, Shape::Any}},
         {"StdDevIntensity",
          {[](const ObjectData& o, const Context&) {
@@ -252,6 +250,9 @@ const std::map<std::string, MeasureRule, std::less<>>& rules() {
               return perimeter(o, c) / zel::geometry::polygonPerimeter(cornerHull(o, c));
           },
           runs | exits, Shape::Plane}},
+        {"SkeletonLength",
+         {[](const ObjectData& o, const Context& c) { return skeletonLength(o, sizeX(c), sizeY(c)); }, runs,
+          Shape::Plane}},
         // The stand-alone suite has no classifier: no object has a class, none was validated.
         {"ClassifierDistance", {none, 0, Shape::Any}},
         {"ClassifierClass", {none, 0, Shape::Any}},
@@ -284,7 +285,6 @@ unsigned needsOf(const std::vector<std::string>& names, const KrvVoxelView& labe
         if (needsGrey(these) && !hasGrey) refuse(name + " needs a grey image");
         needs |= these;
     }
-    if ((needs & kNeedQuads) && labels.Is3D()) needs &= ~kNeedQuads;
     return needs;
 }
 

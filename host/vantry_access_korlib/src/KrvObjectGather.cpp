@@ -2,6 +2,7 @@
 #include "KrvObjectGather.h"
 
 #include <algorithm>
+#include <initializer_list>
 #include <string>
 #include <type_traits>
 
@@ -163,28 +164,48 @@ void countExits(const KrvVoxelView& labels, ObjectTable& objects, const KrvMeasu
     }
 }
 
-// Counts the 2x2 windows of a plane (the grid padded with background) by how they meet each object.
-void countQuads(const KrvVoxelView& labels, ObjectTable& objects) {
-    const std::int32_t* voxels = labels.As<std::int32_t>();
-    const long nx = labels.nx, ny = labels.ny;
-    const auto at = [&](long x, long y) -> std::int32_t {
-        return x < 0 || y < 0 || x >= nx || y >= ny ? 0 : voxels[y * nx + x];
-    };
-    for (long y = 0; y <= ny; ++y) {
-        for (long x = 0; x <= nx; ++x) {
-            const std::int32_t window[4] = {at(x - 1, y - 1), at(x, y - 1), at(x - 1, y), at(x, y)};
-            for (int i = 0; i < 4; ++i) {
-                const std::int32_t label = window[i];
-                if (label == 0 || std::find(window, window + i, label) != window + i) continue;
-                const bool in[4] = {window[0] == label, window[1] == label, window[2] == label, window[3] == label};
-                const int count = in[0] + in[1] + in[2] + in[3];
-                ObjectData& o = objects.at(label);
-                if (count == 1) ++o.quads1;
-                if (count == 3) ++o.quads3;
-                if (count == 2 && in[0] == in[3]) ++o.quadsDiagonal;
-            }
-        }
+// Adds `sign` to the cells count of each distinct object among the voxels `members` of `window`.
+void addCell(const std::int32_t (&window)[8], std::initializer_list<int> members, int sign, ObjectTable& objects) {
+    std::int32_t seen[8];
+    int distinct = 0;
+    for (const int i : members) {
+        const std::int32_t label = window[i];
+        if (label == 0 || std::find(seen, seen + distinct, label) != seen + distinct) continue;
+        seen[distinct++] = label;
+        objects.at(label).eulerCells += sign;
     }
+}
+
+// The Euler characteristic of each object's closure as a union of closed unit cubes (so objects
+// are 26-connected, 8-connected in a plane): vertices - edges + faces - cubes. Each lattice point
+// owns its vertex and the edges and faces leaving it towards +x, +y, +z; a cell belongs to an
+// object when one of the voxels around it does. The voxels around the point, bit i + 2j + 4k for
+// voxel (x - 1 + i, y - 1 + j, z - 1 + k), hold every one of those cells' voxels.
+void countCells(const KrvVoxelView& labels, ObjectTable& objects) {
+    const std::int32_t* voxels = labels.As<std::int32_t>();
+    const long nx = labels.nx, ny = labels.ny, nz = labels.nz;
+    const auto at = [&](long x, long y, long z) -> std::int32_t {
+        if (x < 0 || y < 0 || z < 0 || x >= nx || y >= ny || z >= nz) return 0;
+        return voxels[(z * ny + y) * nx + x];
+    };
+    for (long z = 0; z <= nz; ++z)
+        for (long y = 0; y <= ny; ++y)
+            for (long x = 0; x <= nx; ++x) {
+                std::int32_t window[8];
+                std::int32_t any = 0;
+                for (int bit = 0; bit < 8; ++bit) {
+                    window[bit] = at(x - 1 + (bit & 1), y - 1 + ((bit >> 1) & 1), z - 1 + ((bit >> 2) & 1));
+                    any |= window[bit];
+                }
+                if (any == 0) continue;
+                addCell(window, {0, 1, 2, 3, 4, 5, 6, 7}, +1, objects);  // the vertex
+                addCell(window, {1, 3, 5, 7}, -1, objects);              // edges along x, y, z
+                addCell(window, {2, 3, 6, 7}, -1, objects);
+                addCell(window, {4, 5, 6, 7}, -1, objects);
+                addCell(window, {3, 7}, +1, objects);                    // faces across z, y, x
+                addCell(window, {5, 7}, +1, objects);
+                addCell(window, {6, 7}, +1, objects);
+            }
 }
 
 }  // namespace
@@ -192,7 +213,7 @@ void countQuads(const KrvVoxelView& labels, ObjectTable& objects) {
 void gatherNeighbours(const KrvVoxelView& labels, unsigned needs, ObjectTable& objects, const KrvMeasureStep& step,
                       long& done, long total) {
     if (needs & kNeedExits) countExits(labels, objects, step, done, total);
-    if (needs & kNeedQuads) countQuads(labels, objects);
+    if (needs & kNeedCells) countCells(labels, objects);
 }
 
 }  // namespace krv::measure

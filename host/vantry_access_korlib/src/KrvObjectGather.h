@@ -45,8 +45,8 @@ struct ObjectData {
     std::vector<double> greyValues;  // only for percentiles
     // Voxels of the object whose neighbour at each offset lies outside it (Crofton counts).
     std::array<std::uint64_t, kOffsetCount> exits{};
-    // 2x2 windows meeting the object in one voxel, three voxels, two diagonal voxels (Euler).
-    std::int64_t quads1 = 0, quads3 = 0, quadsDiagonal = 0;
+    // Vertices - edges + faces of the object's closure (its Euler number is this less the count).
+    std::int64_t eulerCells = 0;
 };
 
 // What the passes gather besides counts, moments and the bounding box.
@@ -55,7 +55,7 @@ enum Needs : unsigned {
     kNeedGrey = 1u << 1,
     kNeedGreyValues = 1u << 2,
     kNeedExits = 1u << 3,
-    kNeedQuads = 1u << 4,
+    kNeedCells = 1u << 4,
 };
 
 // The objects by label: a direct table for the usual small labels, a hash map past it.
@@ -77,9 +77,13 @@ private:
 void gatherObjects(const KrvVoxelView& labels, const KrvVoxelView* grey, unsigned needs, ObjectTable& objects,
                    const KrvMeasureStep& step, long& done, long total);
 
-// The pass over neighbours, after gatherObjects: exits at each offset (kNeedExits) and 2x2
-// windows (kNeedQuads, a plane only).
+// The pass over neighbours, after gatherObjects: exits at each offset (kNeedExits) and the cells
+// of the objects' closures (kNeedCells).
 void gatherNeighbours(const KrvVoxelView& labels, unsigned needs, ObjectTable& objects, const KrvMeasureStep& step,
                       long& done, long total);
+
+// The length of the object's skeleton (Zhang and Suen's thinning of its pixels): the links between
+// 8-neighbouring skeleton pixels, sx, sy or the diagonal.
+double skeletonLength(const ObjectData& o, double sx, double sy);
 
 }  // namespace krv::measure
