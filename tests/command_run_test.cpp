@@ -104,7 +104,7 @@ TEST_F(CommandRunTest, RefusalsNameTheCommandAndTheReasonAndStoreNothing) {
     expectRefused("HoughLines", {{"input", "mask"}, {"segment", "lines"}}, "HoughLines: no segment named \"lines\"");
     expectRefused("Measure", {{"labels", "mask"}, {"group", "G"}}, "Measure: no group named \"G\"");
     expectRefused("UserFilter", {{"output", "o"}, {"filter", "F"}, {"inputs", "grey"}}, "UserFilter: no filter named \"F\"");
-    expectRefused("SieveClasses", {{"labels", "mask"}, {"sieve", "S"}}, "SieveClasses: no sieve named \"S\"");
+    expectRefused("SieveClasses", {{"table", "T"}, {"sieve", "S"}}, "SieveClasses: no sieve named \"S\"");
     expectRefused("ApplyLut", {{"input", "grey"}, {"output", "o"}, {"lut", "L"}}, "ApplyLut: no lut named \"L\"");
     // Failures of the body itself, after the checks.
     expectRefused("Median", {{"input", "grey"}, {"output", "o"}, {"size", "4"}}, "Median: size must be odd and at least 1");

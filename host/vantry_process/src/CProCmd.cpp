@@ -47,10 +47,11 @@ const P kResample[] = {{"input", "image", ""}, {"output", "image", ""}, {"factor
 const P kCrop[] = {{"input", "image", ""},         {"output", "image", ""},       {"x", "int", "0", 0, kIntMax},
                    {"y", "int", "0", 0, kIntMax},  {"width", "int", "", 1, kIntMax}, {"height", "int", "", 1, kIntMax},
                    {"z", "int", "0", 0, kIntMax},  {"depth", "int", "0", 0, kIntMax}, kEnd};
-const P kMeasure[] = {{"labels", "image", ""}, {"group", "group", ""}, {"result", "string", "Results"}, kEnd};
+const P kMeasure[] = {{"labels", "image", ""}, {"group", "group", ""}, {"result", "string", "Results"},
+                      {"grey", "string", "none"}, kEnd};
 const P kHistogram[] = {{"input", "image", ""}, {"bins", "int", "256", 1, 65536}, {"result", "string", "Histogram"},
                         kEnd};
-const P kSieve[] = {{"labels", "image", ""}, {"measure", "string", "Area"}, {"sieve", "sieve", ""},
+const P kSieve[] = {{"table", "string", "Results"}, {"measure", "string", "Area"}, {"sieve", "sieve", ""},
                     {"result", "string", "Classes"}, kEnd};
 const P kContours[] = {{"labels", "image", ""}, {"segment", "segment", ""}, {"smoothing", "float", "0"}, kEnd};
 const P kLines[] = {{"input", "image", ""}, {"segment", "segment", ""}, {"threshold", "int", "50", 1, kIntMax}, kEnd};
@@ -101,7 +102,7 @@ TAB_LISTCMD g_suiteTable[] = {
     {0, kNone, "", "none", "", nullptr},
     {30, kAnalysis, "Analysis", "Measure", "Measures each labelled object with a measure group", kMeasure},
     {31, kAnalysis, "Analysis", "Histogram", "Grey-value histogram as a result table", kHistogram},
-    {32, kAnalysis, "Analysis", "SieveClasses", "Classifies objects by a measure against a sieve's limits",
+    {32, kAnalysis, "Analysis", "SieveClasses", "Size classes of a result table's objects by a measure and a sieve's limits",
      kSieve},
     {33, kAnalysis, "Analysis", "Contours", "Object outlines as chains of a segment object", kContours},
     {34, kAnalysis, "Analysis", "HoughLines", "Straight lines found by the Hough transform, as segments",

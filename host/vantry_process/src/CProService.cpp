@@ -1,6 +1,7 @@
 // The process service, its command table and the spreadsheet conversion.
 #include <vantry_process/CProService.h>
 #include <vantry_process/KrvImageCommands.h>
+#include <vantry_process/KrvMeasureCommands.h>
 #include <vantry_process/OrlanSpreadsheet.h>
 
 #include <vantry_data/KrvResultTable.h>
@@ -14,6 +15,7 @@ void CProService::AllocService() { new CProService(); }  // the registry owns it
 bool CProService::InitService() {
     KRV_FAULT_RETURN(bool, "CProService::InitService");
     krvRegisterImageCommands();
+    krvRegisterMeasureCommands();
     return true;
 }
 
