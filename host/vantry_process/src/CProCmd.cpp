@@ -19,7 +19,7 @@ const P kGauss[] = {{"input", "image", ""}, {"output", "image", ""}, {"sigma", "
 const P kMorpho[] = {{"input", "image", ""},     {"output", "image", ""}, {"size", "int", "1"},
                      {"connectivity", "int", "8"}, kEnd};
 const P kMorphoLut[] = {{"input", "image", ""}, {"output", "image", ""}, {"lut", "lut", ""},
-                        {"iterations", "int", "1"}, kEnd};
+                        {"iterations", "int", "-1"}, kEnd};  // -1: the table's flag1
 const P kThreshold[] = {{"input", "image", ""}, {"output", "image", ""}, {"low", "float", "128"},
                         {"high", "float", "255"}, kEnd};
 const P kAutoThreshold[] = {{"input", "image", ""}, {"output", "image", ""}, {"method", "string", "otsu"}, kEnd};
@@ -35,7 +35,7 @@ const P kMeasure[] = {{"labels", "image", ""}, {"group", "group", ""}, {"result"
 const P kHistogram[] = {{"input", "image", ""}, {"bins", "int", "256"}, {"result", "string", "Histogram"}, kEnd};
 const P kSieve[] = {{"labels", "image", ""}, {"measure", "string", "Area"}, {"sieve", "sieve", ""},
                     {"result", "string", "Classes"}, kEnd};
-const P kContours[] = {{"labels", "image", ""}, {"segment", "segment", ""}, {"smoothing", "float", "0"}, kEnd};
+const P kContours[] = {{"labels", "image", ""}, {"segment", "segment", ""}, kEnd};
 const P kLines[] = {{"input", "image", ""}, {"segment", "segment", ""}, {"threshold", "int", "50"}, kEnd};
 
 enum Category { kNone, kFilters, kMorphology, kSegmentation, kArithmetic, kGeometry, kAnalysis };
@@ -57,7 +57,7 @@ TAB_LISTCMD g_suiteTable[] = {
     {12, kMorphology, "Morphology", "TopHat", "The image minus its opening", kMorpho},
     {13, kMorphology, "Morphology", "Skeleton", "Thinning to a one-pixel skeleton", kOneImage},
     {14, kMorphology, "Morphology", "FillHoles", "Fills the holes of binary objects", kOneImage},
-    {15, kMorphology, "Morphology", "MorphoLut", "Hit-or-miss transform by a morphological lookup table",
+    {15, kMorphology, "Morphology", "MorphoLut", "Each pixel from its 3x3 neighbourhood by a morphological lookup table",
      kMorphoLut},
     {0, kNone, "", "none", "", nullptr},
     {16, kSegmentation, "Segmentation", "Threshold", "Binary image of the pixels from low to high", kThreshold},

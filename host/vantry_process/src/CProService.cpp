@@ -5,6 +5,8 @@
 #include <vantry_data/KrvResultTable.h>
 #include <vantry_util/KrvFault.h>
 
+#include "KrvObjectCommands.h"
+
 CProService::CProService() : CService(eServiceProcess) {}
 CProService::~CProService() = default;
 
@@ -12,6 +14,7 @@ void CProService::AllocService() { new CProService(); }  // the registry owns it
 
 bool CProService::InitService() {
     KRV_FAULT_RETURN(bool, "CProService::InitService");
+    krvRegisterObjectCommands();
     return true;
 }
 
