@@ -100,6 +100,30 @@ class JsonOutput(unittest.TestCase):
                                                "(an image formula reads I1 to I9, X, Y and Z)")
         self.assertEqual(objects[-1]["args"], ["f", "I1 + Q"])
 
+    def test_images_and_tables_are_records(self):
+        with tempfile.TemporaryDirectory() as folder:
+            out = os.path.join(folder, "t")
+            lines = "\n".join([
+                "loadImage l " + script("tests/data/labels.png"),
+                "imageInfo l",
+                "storeTable t label,Area,Mean 1 0.5 -0.1 2 3 1e300",
+                "showTable t",
+                "exportTable t %s.csv" % out,
+                "exportTable t %s.json" % out,
+                "runCommand UserFilter output=x filter=none inputs=l",
+            ]).encode()
+            objects = self.objects("--keep-going", "run", "-", stdin=lines, status=1)
+            with open(out + ".csv") as csv:
+                self.assertEqual(csv.read(), "label,Area,Mean\n1,0.5,-0.1\n2,3,1e+300\n")
+            with open(out + ".json") as exported:
+                table = json.load(exported)
+        self.assertEqual(objects[1]["result"], {"nx": 8, "ny": 5, "nz": 1, "type": "uint8", "voxel_size": [1, 1, 1],
+                                                "bytes": 40})
+        self.assertEqual(objects[3]["result"], {"name": "t", "columns": ["label", "Area", "Mean"],
+                                                "rows": [[1, 0.5, -0.1], [2, 3, 1e300]]})
+        self.assertEqual(table, objects[3]["result"])
+        self.assertEqual(objects[6]["error"], "runCommand failed: UserFilter: no filter none")
+
     def test_failures_are_objects_with_call_and_arguments(self):
         errors = self.objects("--keep-going", "run", script("tests/scripts/json_errors.krv"), status=1)
         self.assertEqual([o["ok"] for o in errors], [True, True, True, False, False, False])
