@@ -7,11 +7,13 @@ import pty
 import re
 import select
 import signal
+import struct
 import subprocess
 import sys
 import tempfile
 import time
 import unittest
+import zlib
 
 import jsonschema
 
@@ -284,6 +286,29 @@ class Shell(unittest.TestCase):
         self.assertEqual(len(lines), 1001)  # the header and the last 1,000 lines
         self.assertEqual(lines[-4:], ['createFilter\\040"my\\040filter"\\040I1', 'removeFilter\\040"my\\040filter"\\040',
                                       "getFilterList", "print\\040end"])
+
+    def test_interrupted_command_stores_nothing(self):
+        # A 1000x1000 PNG of zeros and a table that flips every pixel, until stable: a command that
+        # never ends by itself.
+        rows = b"".join(b"\x00" + bytes(1000) for _ in range(1000))
+        chunk = lambda kind, data: (struct.pack(">I", len(data)) + kind + data +
+                                    struct.pack(">I", zlib.crc32(kind + data) & 0xFFFFFFFF))
+        png = os.path.join(self.home.name, "zeros.png")
+        with open(png, "wb") as out:
+            out.write(b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", struct.pack(">IIBBBBB", 1000, 1000, 8, 0, 0, 0, 0)) +
+                      chunk(b"IDAT", zlib.compress(rows)) + chunk(b"IEND", b""))
+        self.wait_for(rb"korvane> ")
+        self.type_line("loadImage zeros " + png)
+        self.wait_for(rb"korvane> ")
+        self.type_line("createMorphoLut flip 0 0 " + " ".join("0" if i & 16 else "1" for i in range(512)))
+        self.wait_for(rb"korvane> ")
+        self.type_line("runCommand MorphoLut input=zeros output=flipped lut=flip")
+        time.sleep(1)
+        os.write(self.fd, b"\x03")
+        self.assertRegex(self.wait_for(rb"korvane> "), rb"korvane: line 3: runCommand interrupted\r\n")
+        self.type_line("getImageList")
+        self.type_line("print listed")
+        self.assertNotIn(b"flipped", self.wait_for(rb"\r\nlisted\r\n"))
 
     def test_terminate_saves_the_history(self):
         self.wait_for(rb"korvane> ")
