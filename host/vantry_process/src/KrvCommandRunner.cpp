@@ -3,6 +3,7 @@
 // ranges and every type checked before the body runs, replaces this file.
 #include <vantry_process/KrvCommandRunner.h>
 
+#include <algorithm>
 #include <map>
 
 #include <vantry_data/CDatImg.h>

@@ -4,6 +4,8 @@
 // only after the whole tracing, so that a stopped command changes nothing.
 #include "KrvObjectCommands.h"
 
+#include <algorithm>
+
 #include <vantry_access_korlib/KrvObjectKernels.h>
 #include <vantry_data/CDatFlrHandler.h>
 #include <vantry_data/CDatImg.h>
