@@ -26,7 +26,7 @@ const P kMorpho[] = {{"input", "image", ""},
                      {"connectivity", "int", "8", 4, 26, kConnectivities},
                      kEnd};
 const P kMorphoLut[] = {{"input", "image", ""}, {"output", "image", ""}, {"lut", "lut", ""},
-                        {"iterations", "int", "1"}, kEnd};
+                        {"iterations", "int", "-1", -1, kIntMax}, kEnd};  // -1: the table's flag1
 const P kThreshold[] = {{"input", "image", ""}, {"output", "image", ""}, {"low", "float", "128", -kFloatMax, kFloatMax},
                         {"high", "float", "255", -kFloatMax, kFloatMax}, kEnd};
 const P kAutoThreshold[] = {{"input", "image", ""},
@@ -53,7 +53,7 @@ const P kHistogram[] = {{"input", "image", ""}, {"bins", "int", "256", 1, 65536}
                         kEnd};
 const P kSieve[] = {{"table", "string", "Results"}, {"measure", "string", "Area"}, {"sieve", "sieve", ""},
                     {"result", "string", "Classes"}, kEnd};
-const P kContours[] = {{"labels", "image", ""}, {"segment", "segment", ""}, {"smoothing", "float", "0"}, kEnd};
+const P kContours[] = {{"labels", "image", ""}, {"segment", "segment", ""}, kEnd};
 const P kLines[] = {{"input", "image", ""}, {"segment", "segment", ""}, {"threshold", "int", "50", 1, kIntMax}, kEnd};
 
 enum Category { kNone, kFilters, kMorphology, kSegmentation, kArithmetic, kGeometry, kAnalysis };
@@ -75,7 +75,7 @@ TAB_LISTCMD g_suiteTable[] = {
     {12, kMorphology, "Morphology", "TopHat", "The image minus its opening", kMorpho},
     {13, kMorphology, "Morphology", "Skeleton", "Thinning of a 2-D binary image to a one-pixel skeleton", kOneImage},
     {14, kMorphology, "Morphology", "FillHoles", "Fills the holes of binary objects", kOneImage},
-    {15, kMorphology, "Morphology", "MorphoLut", "Hit-or-miss transform by a morphological lookup table",
+    {15, kMorphology, "Morphology", "MorphoLut", "Each pixel from its 3x3 neighbourhood by a morphological lookup table",
      kMorphoLut},
     {0, kNone, "", "none", "", nullptr},
     {16, kSegmentation, "Segmentation", "Threshold", "Binary image of the pixels from low to high", kThreshold},

@@ -7,6 +7,8 @@
 #include <vantry_data/KrvResultTable.h>
 #include <vantry_util/KrvFault.h>
 
+#include "KrvObjectCommands.h"
+
 CProService::CProService() : CService(eServiceProcess) {}
 CProService::~CProService() = default;
 
@@ -16,6 +18,7 @@ bool CProService::InitService() {
     KRV_FAULT_RETURN(bool, "CProService::InitService");
     krvRegisterImageCommands();
     krvRegisterMeasureCommands();
+    krvRegisterObjectCommands();
     return true;
 }
 
