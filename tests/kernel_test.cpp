@@ -241,6 +241,10 @@ TEST(KernelTest, ThresholdsArithmeticAndGeometryOnKnownValues) {
     EXPECT_THROW(KrvKernels::Arithmetic(KrvArithmetic::Add, a.view(), b.view(), product.view()), KrvBaseException);
     KrvKernels::Invert(a.view(), sum.view());
     EXPECT_EQ(sum.voxels, (std::vector<std::uint8_t>{55, 245}));
+    Grid<std::int32_t> signedValues(2, 1), inverted(2, 1);
+    signedValues.voxels = {-5, 7};
+    KrvKernels::Invert(signedValues.view(), inverted.view());
+    EXPECT_EQ(inverted.voxels, (std::vector<std::int32_t>{2147483647, 2147483640}));  // saturated, not wrapped
 
     // 0 1 2 / 3 4 5 turned counter-clockwise: 2 5 / 1 4 / 0 3; mirrored: 2 1 0 / 5 4 3.
     Grid<std::uint16_t> turned(2, 3), mirrored(3, 2);
@@ -262,6 +266,12 @@ TEST(KernelTest, ThresholdsArithmeticAndGeometryOnKnownValues) {
     KrvKernels::Histogram(ramp.view(), 3, edges, counts);
     EXPECT_EQ(edges, (std::vector<double>{0, 17, 34}));
     EXPECT_EQ(counts, (std::vector<double>{2, 2, 2}));
+    Grid<float> withNaN(3, 1);
+    withNaN.voxels = {1.0f, std::nanf(""), 3.0f};
+    KrvKernels::Histogram(withNaN.view(), 2, edges, counts);  // what is no number is not counted
+    EXPECT_EQ(counts, (std::vector<double>{1, 1}));
+    Grid<float> onlyNaN(1, 1, 1, std::nanf(""));
+    EXPECT_THROW(KrvKernels::AutoThresholdValue(onlyNaN.view(), KrvThresholdMethod::Otsu), KrvBaseException);
 
     Grid<std::uint8_t> line(20, 12);
     for (int x = 0; x < 20; ++x) line.at(x, 5) = 255;

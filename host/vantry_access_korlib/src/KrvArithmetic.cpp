@@ -39,7 +39,7 @@ void Invert(const KrvVoxelView& in, const KrvVoxelView& out) {
             if constexpr (std::is_floating_point_v<T>)
                 dst[i] = -src[i];
             else
-                dst[i] = static_cast<T>(std::numeric_limits<T>::max() - src[i]);
+                dst[i] = saturate<T>(static_cast<double>(std::numeric_limits<T>::max()) - src[i]);
         }
     });
 }

@@ -154,8 +154,7 @@ void Rotate90(const KrvVoxelView& in, const KrvVoxelView& out) {
 
 void Histogram(const KrvVoxelView& in, int bins, std::vector<double>& edges, std::vector<double>& counts) {
     if (bins < 1) fail("bins must be at least 1", __LINE__);
-    const std::vector<double> values = toDoubles(in);
-    if (values.empty()) fail("the image is empty", __LINE__);
+    const std::vector<double> values = finiteValues(in);
     const auto [lo, hi] = std::minmax_element(values.begin(), values.end());
     const double least = *lo;
     double width = (*hi - least) / bins;

@@ -106,6 +106,15 @@ inline std::vector<double> toDoubles(const KrvVoxelView& v) {
     return values;
 }
 
+// The finite voxels as doubles (NaN and infinities have no place in a histogram); a
+// KrvBaseException when there are none.
+inline std::vector<double> finiteValues(const KrvVoxelView& v) {
+    std::vector<double> values = toDoubles(v);
+    values.erase(std::remove_if(values.begin(), values.end(), [](double x) { return !std::isfinite(x); }), values.end());
+    if (values.empty()) fail("the image has no finite value", __LINE__);
+    return values;
+}
+
 inline void storeDoubles(const std::vector<double>& values, const KrvVoxelView& out) {
     dispatch(out.type, [&](auto t) {
         using T = decltype(t);

@@ -113,11 +113,12 @@ std::int32_t seedsOf(const std::vector<double>& distance, const KrvVoxelView& v,
     return labelMask(peaks, v, labels, full, progress);
 }
 
+// A voxel waiting in the flood; it took its label when it was queued, so that each voxel is
+// queued once.
 struct Flood {
-    double height;
-    std::uint64_t order;  // first come, first served among equal heights
+    float height;
+    std::uint32_t order;  // first come, first served among equal heights
     std::size_t voxel;
-    std::int32_t label;
     bool operator<(const Flood& other) const {
         return height != other.height ? height < other.height : order > other.order;
     }
@@ -139,8 +140,7 @@ void Threshold(const KrvVoxelView& in, const KrvVoxelView& out, double low, doub
 }
 
 double AutoThresholdValue(const KrvVoxelView& in, KrvThresholdMethod method) {
-    const std::vector<double> values = toDoubles(in);
-    if (values.empty()) fail("the image is empty", __LINE__);
+    const std::vector<double> values = finiteValues(in);
     const auto [lo, hi] = std::minmax_element(values.begin(), values.end());
     const double least = *lo, largest = *hi;
     // Integer images: one bin per value when that is a sensible count; otherwise 256 bins.
@@ -239,7 +239,7 @@ std::int32_t Watershed(const KrvVoxelView& in, const KrvVoxelView& out, int conn
     const std::int32_t count = seedsOf(distance, in, full, labels, progress);
     const std::vector<Offset> around = neighbours(in, full);
     std::priority_queue<Flood> queue;
-    std::uint64_t order = 0;
+    std::uint32_t order = 0;
     auto spread = [&](std::size_t i) {
         const int x = static_cast<int>(i % static_cast<std::size_t>(in.nx));
         const int y = static_cast<int>((i / static_cast<std::size_t>(in.nx)) % static_cast<std::size_t>(in.ny));
@@ -247,17 +247,17 @@ std::int32_t Watershed(const KrvVoxelView& in, const KrvVoxelView& out, int conn
         for (const Offset& o : around) {
             if (!inside(in, x + o.dx, y + o.dy, z + o.dz)) continue;
             const std::size_t j = indexOf(in, x + o.dx, y + o.dy, z + o.dz);
-            if (labels[j] == 0 && distance[j] > 0) queue.push({distance[j], order++, j, labels[i]});
+            if (labels[j] != 0 || distance[j] <= 0) continue;
+            labels[j] = labels[i];
+            queue.push({static_cast<float>(distance[j]), order++, j});
         }
     };
     for (std::size_t i = 0; i < distance.size(); ++i)
-        if (labels[i] != 0) spread(i);
+        if (labels[i] != 0) queue.push({static_cast<float>(distance[i]), order++, i});
     while (!queue.empty()) {
-        const Flood next = queue.top();
+        const std::size_t next = queue.top().voxel;
         queue.pop();
-        if (labels[next.voxel] != 0) continue;
-        labels[next.voxel] = next.label;
-        spread(next.voxel);
+        spread(next);
     }
     if (progress) progress(1, 1);
     return count;

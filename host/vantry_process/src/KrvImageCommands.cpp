@@ -83,7 +83,11 @@ void autoThreshold(KrvCommandCall& call, const KrvVoxelView& in, const KrvVoxelV
 void resample(KrvCommandCall& call) {
     const KrvImage& input = call.Image("input");
     const double factor = call.Float("factor");
-    auto scaled = [factor](int n) { return static_cast<int>(std::max(1.0, std::round(n * factor))); };
+    auto scaled = [factor](int n) {
+        const double size = std::max(1.0, std::round(n * factor));
+        if (size > std::numeric_limits<int>::max()) fail("the resampled image would be too large", __LINE__);
+        return static_cast<int>(size);
+    };
     const int nx = scaled(input.GetSizeX()), ny = scaled(input.GetSizeY());
     const int nz = input.Is3D() ? scaled(input.GetSizeZ()) : 1;
     KrvImage output = newImage(input, nx, ny, nz, input.GetType());
