@@ -117,23 +117,27 @@ TEST(Formula, EvaluatesFunctionsTruthValuesAndVariables) {
     EXPECT_TRUE(std::isnan(value("sqrt(-1)")));
     EXPECT_EQ(KrvFormula().evaluate(nullptr), 0.0);
 
-    // The block evaluator gives the scalar evaluator's values, across block boundaries.
-    KrvFormula f;
-    ASSERT_TRUE(f.compile("I1 > 500 ? sqrt(I1*I1 + I2*I2) : clamp(-I2, -3, 3) + min(X, 2)^2", image()).ok());
-    const std::size_t n = 1000;
-    std::vector<std::vector<double>> columns(12, std::vector<double>(n));
-    std::vector<const double*> pointers;
-    for (std::size_t i = 0; i < n; ++i) {
-        columns[0][i] = double(i);
-        columns[1][i] = double(i % 7) - 3;
-        columns[9][i] = double(i % 5);
-    }
-    for (const auto& c : columns) pointers.push_back(c.data());
-    std::vector<double> out(n);
-    f.evaluate(pointers.data(), n, out.data());
-    for (std::size_t i = 0; i < n; ++i) {
-        const double point[12] = {columns[0][i], columns[1][i], 0, 0, 0, 0, 0, 0, 0, columns[9][i], 0, 0};
-        ASSERT_DOUBLE_EQ(out[i], f.evaluate(point)) << i;
+    // The block evaluator gives the scalar evaluator's values, across block boundaries, with
+    // variables read in place (several times, as both operands) and constants between them.
+    for (const char* text : {"I1 > 500 ? sqrt(I1*I1 + I2*I2) : clamp(-I2, -3, 3) + min(X, 2)^2",
+                             "I1 - I1/(I2 + 4.5) * X - 2 - (1 - I2)", "atan2(I2, I1 + 1) + abs(I2 - X) / 3"}) {
+        KrvFormula f;
+        ASSERT_TRUE(f.compile(text, image()).ok()) << text;
+        const std::size_t n = 1000;
+        std::vector<std::vector<double>> columns(12, std::vector<double>(n));
+        std::vector<const double*> pointers;
+        for (std::size_t i = 0; i < n; ++i) {
+            columns[0][i] = double(i);
+            columns[1][i] = double(i % 7) - 3;
+            columns[9][i] = double(i % 5);
+        }
+        for (const auto& c : columns) pointers.push_back(c.data());
+        std::vector<double> out(n);
+        f.evaluate(pointers.data(), n, out.data());
+        for (std::size_t i = 0; i < n; ++i) {
+            const double point[12] = {columns[0][i], columns[1][i], 0, 0, 0, 0, 0, 0, 0, columns[9][i], 0, 0};
+            ASSERT_DOUBLE_EQ(out[i], f.evaluate(point)) << text << " at " << i;
+        }
     }
 }
 

@@ -1,6 +1,8 @@
 // Calls outside initKorvaneAPI ... endKorvaneAPI: outside the contract, and the library does not
 // check them; the stand-alone suite answers from its stopped state instead, so that every exported
 // function returns (null, 0, empty) and the suite's log says "the suite is not started".
+#include <cstdio>
+#include <fstream>
 #include <functional>
 #include <string>
 #include <vector>
@@ -9,6 +11,9 @@
 
 #include <KorvaneAPI/KorvaneAPI.h>
 #include <vantry_access_korlib/IpMeasure.h>
+#include <vantry_data/CDatImg.h>
+#include <vantry_data/CDatService.h>
+#include <vantry_util/KrvMemoryBudget.h>
 
 #include "support/EveryFamily.h"
 #include "support/TestSupport.h"
@@ -184,6 +189,51 @@ TEST_F(StoppedSuiteTest, ClosedAccessLayerRefusesParameterBlocks) {
     endKorvaneAPI();
     EXPECT_NE(IpIndSetMsrInfo("Length3d", &info, values), 0);
     EXPECT_EQ(log->find(kNotStarted).size(), 3u);
+}
+
+// The image store answers from its stopped state too: nothing made, found, listed or removed, no
+// budget taken, an image handed in left with the caller, one refusal line per operation; the data
+// service's file operations refuse the same way once it is closed.
+TEST_F(StoppedSuiteTest, ImageStoreBeforeStartAndAfterEndRefuses) {
+    const auto expectRefused = [this](const char* when) {
+        CDatImgHandler* store = CDatImgHandler::m_pInstance;
+        KrvImage image;
+        ASSERT_TRUE(image.Allocate(2, 2, 1, KrvVoxelType::UInt8));
+        const std::uint64_t used = KrvMemoryBudget::used();
+        log->clear();
+        EXPECT_EQ(store->AddImg("i", 4, 4, 1, KrvVoxelType::Float32), nullptr) << when;
+        EXPECT_EQ(store->AddImg("i", std::move(image)), nullptr) << when;
+        EXPECT_FALSE(image.IsEmpty()) << when;
+        EXPECT_EQ(store->FindObj("i"), nullptr) << when;
+        EXPECT_EQ(store->RemoveImg("i"), 0) << when;
+        EXPECT_EQ(store->RemoveAll(), 0) << when;
+        std::vector<CKrvString> names;
+        store->GetObjList(names);
+        EXPECT_TRUE(names.empty()) << when;
+        EXPECT_EQ(KrvMemoryBudget::used(), used) << when;
+        EXPECT_EQ(log->find(kNotStarted).size(), 6u) << when;
+    };
+    expectRefused("before the start");
+
+    initKorvaneAPI(nullptr);
+    CDatImgHandler* running = CDatImgHandler::m_pInstance;
+    ASSERT_NE(running->AddImg("i", 4, 4, 1, KrvVoxelType::UInt8), nullptr);
+    auto* service = static_cast<CDatService*>(CService::Get(eServiceData));
+    const std::string file = testing::TempDir() + "stopped_store.tif";
+    ASSERT_TRUE(service->SaveImage("i", file));
+    service->CloseService();
+    EXPECT_NE(CDatImgHandler::m_pInstance, running);
+    log->clear();
+    EXPECT_FALSE(service->LoadImageA(file, "j"));
+    EXPECT_FALSE(service->SaveImage("i", file + ".again"));
+    EXPECT_EQ(log->find(kNotStarted).size(), 2u);
+    EXPECT_EQ(log->lines().size(), 2u);
+    EXPECT_TRUE(std::ifstream(file + ".again").fail());
+    expectRefused("after the service closed");
+    endKorvaneAPI();
+    std::remove(file.c_str());
+
+    expectRefused("after the end");
 }
 
 // The suite's string made from a null pointer is empty, so a host operation given one refuses it.

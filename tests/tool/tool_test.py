@@ -7,11 +7,13 @@ import pty
 import re
 import select
 import signal
+import struct
 import subprocess
 import sys
 import tempfile
 import time
 import unittest
+import zlib
 
 import jsonschema
 
@@ -99,6 +101,30 @@ class JsonOutput(unittest.TestCase):
         self.assertEqual(objects[-1]["error"], "createFilter failed: formula refused at byte 5: unknown name 'Q' "
                                                "(an image formula reads I1 to I9, X, Y and Z)")
         self.assertEqual(objects[-1]["args"], ["f", "I1 + Q"])
+
+    def test_images_and_tables_are_records(self):
+        with tempfile.TemporaryDirectory() as folder:
+            out = os.path.join(folder, "t")
+            lines = "\n".join([
+                "loadImage l " + script("tests/data/labels.png"),
+                "imageInfo l",
+                "storeTable t label,Area,Mean 1 0.5 -0.1 2 3 1e300",
+                "showTable t",
+                "exportTable t %s.csv" % out,
+                "exportTable t %s.json" % out,
+                "runCommand UserFilter output=x filter=none inputs=l",
+            ]).encode()
+            objects = self.objects("--keep-going", "run", "-", stdin=lines, status=1)
+            with open(out + ".csv") as csv:
+                self.assertEqual(csv.read(), "label,Area,Mean\n1,0.5,-0.1\n2,3,1e+300\n")
+            with open(out + ".json") as exported:
+                table = json.load(exported)
+        self.assertEqual(objects[1]["result"], {"nx": 8, "ny": 5, "nz": 1, "type": "uint8", "voxel_size": [1, 1, 1],
+                                                "bytes": 40})
+        self.assertEqual(objects[3]["result"], {"name": "t", "columns": ["label", "Area", "Mean"],
+                                                "rows": [[1, 0.5, -0.1], [2, 3, 1e300]]})
+        self.assertEqual(table, objects[3]["result"])
+        self.assertEqual(objects[6]["error"], 'runCommand failed: UserFilter: no filter named "none"')
 
     def test_failures_are_objects_with_call_and_arguments(self):
         errors = self.objects("--keep-going", "run", script("tests/scripts/json_errors.krv"), status=1)
@@ -278,6 +304,29 @@ class Shell(unittest.TestCase):
         self.assertEqual(len(lines), 1001)  # the header and the last 1,000 lines
         self.assertEqual(lines[-4:], ['createFilter\\040"my\\040filter"\\040I1', 'removeFilter\\040"my\\040filter"\\040',
                                       "getFilterList", "print\\040end"])
+
+    def test_interrupted_command_stores_nothing(self):
+        # A 1000x1000 PNG of zeros and a table that flips every pixel, until stable: a command that
+        # never ends by itself.
+        rows = b"".join(b"\x00" + bytes(1000) for _ in range(1000))
+        chunk = lambda kind, data: (struct.pack(">I", len(data)) + kind + data +
+                                    struct.pack(">I", zlib.crc32(kind + data) & 0xFFFFFFFF))
+        png = os.path.join(self.home.name, "zeros.png")
+        with open(png, "wb") as out:
+            out.write(b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", struct.pack(">IIBBBBB", 1000, 1000, 8, 0, 0, 0, 0)) +
+                      chunk(b"IDAT", zlib.compress(rows)) + chunk(b"IEND", b""))
+        self.wait_for(rb"korvane> ")
+        self.type_line("loadImage zeros " + png)
+        self.wait_for(rb"korvane> ")
+        self.type_line("createMorphoLut flip 0 0 " + " ".join("0" if i & 16 else "1" for i in range(512)))
+        self.wait_for(rb"korvane> ")
+        self.type_line("runCommand MorphoLut input=zeros output=flipped lut=flip")
+        time.sleep(1)
+        os.write(self.fd, b"\x03")
+        self.assertRegex(self.wait_for(rb"korvane> "), rb"korvane: line 3: runCommand interrupted\r\n")
+        self.type_line("getImageList")
+        self.type_line("print listed")
+        self.assertNotIn(b"flipped", self.wait_for(rb"\r\nlisted\r\n"))
 
     def test_terminate_saves_the_history(self):
         self.wait_for(rb"korvane> ")

@@ -50,6 +50,22 @@ constexpr Results kResults[] = {
      "only when the suite refuses to remove the table; an unknown name or a plain table is a Warn line and "
      "no failure (a plain table stays)"},
     {"getMorphoLutList", "the morphological table names, one a line", "never"},
+    // The image store
+    {"loadImage", "nothing",
+     "when the name is invalid or used or the file can't be read; the suite's reason follows (\"Can't load image "
+     "NAME: FILE: REASON\"); nothing is stored"},
+    {"saveImage", "nothing", "for an unknown image or a file that can't be written (the suite's reason follows)"},
+    {"getImageList", "the image names, one a line, in the order stored", "never"},
+    {"imageInfo", "NXxNYxNZ TYPE, voxel size X Y Z, BYTES bytes", "for an unknown image"},
+    {"imageVoxels", "the voxel values, one row a line, the planes one after another", "for an unknown image"},
+    {"removeImage", "nothing", "for an unknown image"},
+    {"removeAllImages", "the number of images removed", "never"},
+    // Result tables
+    {"showTable", "the header label,MEASURE,... then one row per object, values in their shortest exact form",
+     "for an unknown table"},
+    {"storeTable", "nothing; a table of that name is replaced", "when the values do not fill whole rows"},
+    {"exportTable", "nothing; FILE holds the table as CSV (the lines showTable prints) or as JSON {name, columns, rows}",
+     "for an unknown table, a FILE ending in neither .csv nor .json, or a file that can't be written"},
     // Sieves
     {"createSieve", "nothing",
      "when the name is invalid or taken (Error \"Internal error, can't create sieve NAME\"); values past "
@@ -72,6 +88,9 @@ constexpr Results kResults[] = {
     {"getCmdNameColl", "the command names, one a line, in the suite's order", "never"},
     {"getCmdInfo", "NAME [CATEGORY], the description, and the parameters on a line",
      "when the suite knows no such command (exact spelling)"},
+    {"runCommand", "nothing; its images and result tables are stored under their output names",
+     "for an unknown command, an unknown, repeated, missing or ill-typed parameter, a missing image or object, a "
+     "refusal of the command (\"runCommand failed: COMMAND: REASON\"; nothing stored), or when stopped"},
     {"lastProgress", "the last progress message and its ratio, or nothing", "never"},
     {"setProgress", "nothing", "when ON is not true/false/1/0"},
     // Measure groups

@@ -24,6 +24,7 @@ const CallTable& calls() {
         addSieveCalls(built);
         addSegmentCalls(built);
         addCommandCalls(built);
+        addTableCalls(built);
         addMeasureCalls(built);
         describeResults(built);
         return built;
@@ -56,15 +57,23 @@ long long toInt64(const std::string& text, const char* what) {
     return wholeNumber<long long>(text, what, "a 64-bit whole number");
 }
 
-float toFloat(const std::string& text, const char* what) {
-    // strtof, not from_chars: GCC 12's from_chars for float is fine, but strtof also takes
-    // "inf" and "nan" the way users write them; both are rejected below anyway.
+namespace {
+
+// strtof/strtod, not from_chars: GCC 12's from_chars is fine, but strto* also take "inf" and
+// "nan" the way users write them; both are rejected below anyway.
+template <class Number>
+Number toFinite(const std::string& text, const char* what, Number (*parse)(const char*, char**)) {
     char* stop = nullptr;
-    const float value = std::strtof(text.c_str(), &stop);
+    const Number value = parse(text.c_str(), &stop);
     if (text.empty() || stop != text.c_str() + text.size() || !std::isfinite(value))
         badArgument(text, what, "a finite number");
     return value;
 }
+
+}  // namespace
+
+float toFloat(const std::string& text, const char* what) { return toFinite<float>(text, what, std::strtof); }
+double toDouble(const std::string& text, const char* what) { return toFinite<double>(text, what, std::strtod); }
 
 bool toBool(const std::string& text, const char* what) {
     if (text == "true" || text == "1") return true;

@@ -13,6 +13,8 @@
 #include "JsonOutput.h"
 #include "ScriptReader.h"
 
+struct KrvResultTable;
+
 namespace korvane {
 
 // A call that reported failure by its result (false, -1, an empty answer where one was
@@ -62,6 +64,7 @@ const CallTable& calls();
 int toInt(const std::string& text, const char* what);
 long long toInt64(const std::string& text, const char* what);
 float toFloat(const std::string& text, const char* what);
+double toDouble(const std::string& text, const char* what);
 bool toBool(const std::string& text, const char* what);
 std::vector<float> toFloats(const Args& args, std::size_t first, const char* what);
 std::vector<int> toInts(const Args& args, std::size_t first, const char* what);
@@ -86,6 +89,7 @@ void addImageCalls(CallTable& table);
 void addSieveCalls(CallTable& table);
 void addSegmentCalls(CallTable& table);
 void addCommandCalls(CallTable& table);
+void addTableCalls(CallTable& table);
 
 // The results texts of the families' calls (CallResults.cpp).
 void describeResults(CallTable& table);
@@ -94,6 +98,12 @@ void describeResults(CallTable& table);
 // per command with --json).
 void printCommands(std::ostream& out, bool json);
 void addMeasureCalls(CallTable& table);
+
+// A result table as CSV lines (the header `label,<measures>`, then one row per object) and as a
+// JSON record {"name", "columns", "rows"}; written to FILE.csv or FILE.json (TableCalls.cpp).
+Args tableCsvLines(const KrvResultTable& table);
+Json tableJson(const std::string& name, const KrvResultTable& table);
+void exportResultTable(const std::string& name, const std::string& file);
 
 // The lines of `korvane feret N`: the directions, then their covering radius.
 Output feretListing(int n, bool vectors);

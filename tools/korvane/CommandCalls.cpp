@@ -3,6 +3,8 @@
 
 #include <KorvaneAPI/Commands.h>
 #include <vantry_process/CProCmd.h>
+#include <vantry_process/KrvCommandRunner.h>
+#include <vantry_util/KrvBaseException.h>
 #include <vantry_util/CKrvSettingDoc.h>
 
 #include "Calls.h"
@@ -50,6 +52,35 @@ Output lastProgress(const Args&) {
     return {{seen.message, shortest(seen.ratio)}, {{"message", seen.message}, {"ratio", jsonNumber(seen.ratio)}}};
 }
 
+// "name=value" words as the runner's arguments (the value may hold '=' and be empty).
+std::vector<KrvCommandArgument> commandArguments(const Args& args) {
+    std::vector<KrvCommandArgument> arguments;
+    for (std::size_t i = 1; i < args.size(); ++i) {
+        const std::size_t equals = args[i].find('=');
+        if (equals == std::string::npos || equals == 0)
+            throw ScriptError("\"" + args[i] + "\" is not PARAM=VALUE");
+        arguments.push_back({args[i].substr(0, equals), args[i].substr(equals + 1)});
+    }
+    return arguments;
+}
+
+// Runs a command of the catalogue with the progress bar; Ctrl-C stops it (the flush callback
+// answers false), and the suite then stores nothing.
+Output runCommand(const Args& args) {
+    const std::vector<KrvCommandArgument> arguments = commandArguments(args);
+    resetProgressSeen();
+    bool ran = false;
+    try {
+        ran = krvRunCommand(args[0], arguments);
+    } catch (const KrvBaseException& error) {
+        endProgressBar();
+        throw CallFailed("runCommand failed: " + error.getMessage());
+    }
+    endProgressBar();
+    if (!ran) throw CallFailed("runCommand failed: " + args[0] + " was stopped; nothing stored");
+    return {};
+}
+
 }  // namespace
 
 void printCommands(std::ostream& out, bool json) {
@@ -79,6 +110,9 @@ void addCommandCalls(CallTable& table) {
                                  [](const Args&) { return said(getCmdNameColl()); }});
     table.add("getCmdInfo", {"getCmdInfo NAME", "a command's category, description and parameters", 1, 1,
                              commandInfo});
+    table.add("runCommand", {"runCommand COMMAND [PARAM=VALUE]...",
+                             "(suite) runs a command of the catalogue on stored images and objects, with progress", 1,
+                             kAnyNumber, runCommand});
     table.add("lastProgress", {"lastProgress", "the last progress message and ratio the suite reported (if any)", 0, 0,
                                lastProgress});
     table.add("setProgress", {"setProgress ON", "(suite) turns the settings' progress switch on (1) or off (0)", 1, 1,

@@ -4,6 +4,9 @@
 #include <exception>
 #include <map>
 
+#include <KorvaneAPI/Commands.h>
+#include <vantry_process/CProCmd.h>
+
 #include "Calls.h"
 #include "Script.h"
 
@@ -14,8 +17,10 @@ namespace {
 // Calls whose name does not carry their family's noun.
 const std::map<std::string, std::string> kListOverrides = {
     {"getNbChain", "getSegmentList"},  {"getNbItems", "getSegmentList"}, {"appendChain", "getSegmentList"},
-    {"appendRings", "getSegmentList"}, {"getCmdInfo", "getCmdNameColl"},
+    {"appendRings", "getSegmentList"}, {"getCmdInfo", "getCmdNameColl"},   {"imageInfo", "getImageList"},
 };
+
+
 
 // Calls whose NAME is any measure, native or user, as a MEASURE argument is.
 const char* const kMeasureCalls[] = {"getMsrInfo", "getMsrParams", "setMsrParams"};
@@ -29,6 +34,20 @@ std::vector<std::string> withPrefix(const std::vector<std::string>& words, const
     std::sort(matches.begin(), matches.end());
     matches.erase(std::unique(matches.begin(), matches.end()), matches.end());
     return matches;
+}
+
+// After runCommand's COMMAND: the command's parameters as "name=", those not given yet.
+std::vector<std::string> commandParameters(const Args& words, std::size_t callAt, const std::string& typed) {
+    const CProCmd* command = getCmdInfo(words[callAt + 1]);
+    if (command == nullptr) return {};
+    std::vector<std::string> names;
+    for (const CProCmdParam& param : command->GetParams()) {
+        const std::string word = std::string(param.name) + "=";
+        const bool given = std::any_of(words.begin() + static_cast<std::ptrdiff_t>(callAt) + 2, words.end(),
+                                       [&](const std::string& w) { return w != typed && w.compare(0, word.size(), word) == 0; });
+        if (!given) names.push_back(word);
+    }
+    return withPrefix(names, typed);
 }
 
 std::vector<std::string> callNames() {
@@ -76,6 +95,7 @@ std::vector<std::string> completeLine(const std::string& line) {
     if (call == nullptr) return {};
     const Args usage = splitLine(call->usage);
     const std::size_t argument = index - callAt;  // usage[0] is the call's name
+    if (words[callAt] == "runCommand" && argument >= 2) return commandParameters(words, callAt, typed);
     if (argument >= usage.size()) return {};
     const std::string& kind = usage[argument];
     const bool anyMeasure = kind == "MEASURE" || (kind == "NAME" && std::find(std::begin(kMeasureCalls),
@@ -84,6 +104,8 @@ std::vector<std::string> completeLine(const std::string& line) {
     std::vector<std::string> lists;
     if (anyMeasure)
         lists.assign(std::begin(kMeasureLists), std::end(kMeasureLists));
+    else if (kind == "COMMAND")
+        lists.push_back("getCmdNameColl");
     else if (kind == "NAME" || kind == "GROUP")
         lists.push_back(listCallFor(words[callAt]));
     std::vector<std::string> names;

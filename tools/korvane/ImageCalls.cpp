@@ -1,8 +1,12 @@
-// Calls of the image-operator family: user filters and image formulas, plain and morphological
-// lookup tables. A table's values print on one line, flags by name.
+// Calls of the image family: user filters and image formulas, plain and morphological lookup
+// tables (a table's values print on one line, flags by name), and the suite's image store, which
+// the tool reaches through the data service as the suite's commands do.
 #include <KorvaneAPI/KorvaneAPI.h>
+#include <vantry_data/CDatImg.h>
+#include <vantry_data/CDatService.h>
 
 #include "Calls.h"
+#include "SuiteLog.h"
 
 namespace korvane {
 
@@ -31,9 +35,97 @@ Output createMorpho(const Args& args) {
                      "createMorphoLut");
 }
 
+template <class Visit>
+void krvVisitVoxels(const KrvImage& image, Visit visit) {
+    switch (image.GetType()) {
+    case KrvVoxelType::UInt8: return visit(image.Voxels<std::uint8_t>());
+    case KrvVoxelType::UInt16: return visit(image.Voxels<std::uint16_t>());
+    case KrvVoxelType::Int32: return visit(image.Voxels<std::int32_t>());
+    case KrvVoxelType::Float32: return visit(image.Voxels<float>());
+    }
+}
+
+CDatService& dataService() {
+    auto* service = dynamic_cast<CDatService*>(CService::Get(eServiceData));
+    if (service == nullptr) throw CallFailed("the suite's data service is not running");
+    return *service;
+}
+
+CDatImgHandler& imageStore() { return *CDatImgHandler::m_pInstance; }
+
+// A file operation of the data service: its Error line is the failure's reason.
+Output imageFile(bool (CDatService::*operation)(const CKrvString&, const CKrvString&, int, int), const char* call,
+                 const std::string& first, const std::string& second) {
+    forgetDataError();
+    if (!(dataService().*operation)(first, second, 0, 0)) throw CallFailed(std::string(call) + " failed: " + dataError());
+    return {};
+}
+
+// "64x48x1 uint8, voxel size 0.5 0.5 1, 3072 bytes", and the same as a record.
+Output imageInfo(const Args& args) {
+    const CDatImg* stored = imageStore().FindObj(args[0]);
+    if (stored == nullptr) throw CallFailed("imageInfo failed: no image " + args[0]);
+    const KrvImage& image = stored->GetImage();
+    const KrvVoxelSize& size = image.GetVoxelSize();
+    const std::string sizes = shortest(size.x) + " " + shortest(size.y) + " " + shortest(size.z);
+    return {{image.Describe() + ", voxel size " + sizes + ", " + std::to_string(image.GetByteCount()) + " bytes"},
+            {{"nx", image.GetSizeX()},
+             {"ny", image.GetSizeY()},
+             {"nz", image.GetSizeZ()},
+             {"type", krvVoxelTypeName(image.GetType())},
+             {"voxel_size", {size.x, size.y, size.z}},
+             {"bytes", image.GetByteCount()}}};
+}
+
+// The voxels of a (small) image, one row a line, the planes one after another.
+Output imageVoxels(const Args& args) {
+    const CDatImg* stored = imageStore().FindObj(args[0]);
+    if (stored == nullptr) throw CallFailed("imageVoxels failed: no image " + args[0]);
+    const KrvImage& image = stored->GetImage();
+    Output output{{}, Json::array()};
+    krvVisitVoxels(image, [&](const auto* voxels) {
+        for (std::size_t row = 0; row < image.GetVoxelCount() / image.GetSizeX(); ++row) {
+            std::vector<double> values(voxels + row * image.GetSizeX(), voxels + (row + 1) * image.GetSizeX());
+            std::string line;
+            for (const double value : values) line += (line.empty() ? "" : " ") + shortest(value);
+            output.lines.push_back(line);
+            output.value.push_back(values);
+        }
+    });
+    return output;
+}
+
+std::vector<std::string> imageNames() {
+    std::vector<CKrvString> names;
+    imageStore().GetObjList(names);
+    std::vector<std::string> texts;
+    for (const CKrvString& name : names) texts.push_back(name.m_str);
+    return texts;
+}
+
+void addImageStoreCalls(CallTable& table) {
+    table.add("loadImage", {"loadImage NAME FILE", "(suite) reads a TIFF or PNG file into the image store", 2, 2,
+                            [](const Args& a) { return imageFile(&CDatService::LoadImageA, "loadImage", a[1], a[0]); }});
+    table.add("saveImage", {"saveImage NAME FILE", "(suite) writes a stored image (PNG for FILE.png, else TIFF)", 2, 2,
+                            [](const Args& a) { return imageFile(&CDatService::SaveImage, "saveImage", a[0], a[1]); }});
+    table.add("getImageList", {"getImageList", "(suite) the stored images' names, one a line", 0, 0,
+                               [](const Args&) { return said(imageNames()); }});
+    table.add("imageInfo", {"imageInfo NAME", "(suite) an image's size, voxel type, voxel size and bytes", 1, 1,
+                            imageInfo});
+    table.add("imageVoxels", {"imageVoxels NAME", "(suite) a small image's voxels, one row a line, plane after plane",
+                              1, 1, imageVoxels});
+    table.add("removeImage", {"removeImage NAME", "(suite) removes a stored image", 1, 1, [](const Args& a) {
+                                  if (imageStore().RemoveImg(a[0]) != 1) throw CallFailed("removeImage failed: no image " + a[0]);
+                                  return Output{};
+                              }});
+    table.add("removeAllImages", {"removeAllImages", "(suite) removes every image; prints how many", 0, 0,
+                                  [](const Args&) { return said(static_cast<long long>(imageStore().RemoveAll())); }});
+}
+
 }  // namespace
 
 void addImageCalls(CallTable& table) {
+    addImageStoreCalls(table);
     table.add("createFilter", {"createFilter NAME FORMULA", "creates a user filter from an image formula", 2, 2,
                                [](const Args& a) { return succeeded(createFilter(a[0], a[1]), "createFilter"); }});
     table.add("getFilterFormula", {"getFilterFormula NAME", "the formula of a filter (empty when unknown)", 1, 1,

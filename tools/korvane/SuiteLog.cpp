@@ -10,14 +10,19 @@ namespace {
 
 const char kFormulaLogger[] = "Korvane.Formula";
 const char kRefused[] = "Formula refused ";
+const char kDataLogger[] = "Korvane.Data";
+const char kBaseLogger[] = "Korvane";
 
 class RefusalSink : public KrvLogSink {
 public:
     void write(const KrvLogRecord& record) override {
         if (record.logger == kFormulaLogger && record.message.compare(0, sizeof kRefused - 1, kRefused) == 0)
             last = record.message.substr(sizeof kRefused - 1);
+        if (record.level == KrvLoggerLevel::Error && (record.logger == kDataLogger || record.logger == kBaseLogger))
+            lastData = record.message;
     }
     std::string last;
+    std::string lastData;
 };
 
 std::shared_ptr<RefusalSink> g_sink;
@@ -44,6 +49,12 @@ void stopWatchingFormulaRefusals() {
 void forgetFormulaRefusal() {
     if (g_sink) g_sink->last.clear();
 }
+
+void forgetDataError() {
+    if (g_sink) g_sink->lastData.clear();
+}
+
+std::string dataError() { return g_sink && !g_sink->lastData.empty() ? g_sink->lastData : "the suite gave no reason"; }
 
 std::string formulaRefusal(const Args& args) {
     if (!g_sink) return {};

@@ -4,7 +4,7 @@
 #include <vantry_data/CDatService.h>
 #include <vantry_util/KrvFault.h>
 
-CDatImgHandler* CDatImgHandler::m_pInstance = nullptr;
+CDatImgHandler* CDatImgHandler::m_pInstance = krvStoppedHandler<CDatImgHandler>();
 
 namespace {
 
@@ -19,13 +19,14 @@ CDatImg::~CDatImg() = default;
 CDatImg* CDatImgHandler::AddImg(const CKrvString& name, KrvImage&& image) {
     KRV_FAULT_RETURN(CDatImg*, "CDatImgHandler::AddImg");
     // Checked before the image moves, so that a refusal leaves it with the caller.
-    if (image.IsEmpty() || !IsValidName(name) || CKrvHandler::FindObj(name) != nullptr) return nullptr;
+    if (RefusedWhenStopped() || image.IsEmpty() || !IsValidName(name) || CKrvHandler::FindObj(name) != nullptr) return nullptr;
     return static_cast<CDatImg*>(InsertObj(std::make_unique<CDatImg>(name, std::move(image))));
 }
 
 CDatImg* CDatImgHandler::AddImg(const CKrvString& name, int nx, int ny, int nz, KrvVoxelType type) {
     KRV_FAULT_RETURN(CDatImg*, "CDatImgHandler::AddImg");
-    if (!IsValidName(name) || CKrvHandler::FindObj(name) != nullptr) return nullptr;
+    // Refused before allocating, so that a stopped store takes no budget.
+    if (RefusedWhenStopped() || !IsValidName(name) || CKrvHandler::FindObj(name) != nullptr) return nullptr;
     KrvImage image;
     if (!image.Allocate(nx, ny, nz, type, "image")) return nullptr;
     return static_cast<CDatImg*>(InsertObj(std::make_unique<CDatImg>(name, std::move(image))));
@@ -39,8 +40,7 @@ int CDatImgHandler::RemoveImg(const CKrvString& name) {
 int CDatImgHandler::RemoveAll() {
     KRV_FAULT_RETURN(int, "CDatImgHandler::RemoveAll");
     const int count = static_cast<int>(GetObjCount());
-    ClearObj();
-    return count;
+    return ClearObj() ? count : 0;
 }
 
 CDatImg* CDatImgHandler::FindObj(const CKrvString& name) const {

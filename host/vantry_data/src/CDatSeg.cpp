@@ -57,6 +57,19 @@ int CDatSeg::AppendChain(const std::vector<CDatSegItem>& items) {
     return static_cast<int>(m_chains.size() - 1);
 }
 
+bool CDatSeg::ReplaceChains(std::vector<std::vector<CDatSegItem>> chains) {
+    std::size_t items = 0;
+    for (const auto& chain : chains) items += chain.size();
+    // The old items still count while the new ones are reserved: the budget must hold both.
+    KrvMemoryReservation reservation(bytesOf(items), "segment chains");
+    if (!reservation) return false;
+    KrvMemoryBudget::release(m_bytes);
+    m_chains = std::move(chains);
+    m_bytes = bytesOf(items);
+    reservation.keep();
+    return true;
+}
+
 bool CDatSeg::AppendItem(int chain, const CDatSegItem& item) {
     if (chain < 0 || static_cast<std::size_t>(chain) >= m_chains.size()) return false;
     KrvMemoryReservation reservation(bytesOf(1), "segment item");

@@ -15,13 +15,21 @@ bool refuse(const std::string& message, int line) {
     return false;
 }
 
+// The image store, or null after the one "not started" line when the data service is stopped.
+CDatImgHandler* runningStore() {
+    CDatImgHandler* store = CDatImgHandler::m_pInstance;
+    if (!store->IsStopped()) return store;
+    logKrvNotStarted();
+    return nullptr;
+}
+
 }  // namespace
 
 bool CDatService::LoadImageA(const CKrvString& file, const CKrvString& name, int first, int count) {
     KRV_FAULT_RETURN(bool, "CDatService::LoadImageA");
     const std::string what = "Can't load image " + name.m_str + " from " + file.m_str + ": ";
-    CDatImgHandler* store = CDatImgHandler::m_pInstance;
-    if (store == nullptr) return refuse(what + "the data service is not started", __LINE__);
+    CDatImgHandler* store = runningStore();
+    if (store == nullptr) return false;
     if (!CKrvHandler::IsValidName(name) || store->FindObj(name) != nullptr)
         return refuse(what + "the name is invalid or already used", __LINE__);
     try {
@@ -35,7 +43,9 @@ bool CDatService::LoadImageA(const CKrvString& file, const CKrvString& name, int
 
 bool CDatService::SaveImage(const CKrvString& name, const CKrvString& file, int first, int count) {
     KRV_FAULT_RETURN(bool, "CDatService::SaveImage");
-    const CDatImg* image = CDatImgHandler::m_pInstance ? CDatImgHandler::m_pInstance->FindObj(name) : nullptr;
+    const CDatImgHandler* store = runningStore();
+    if (store == nullptr) return false;
+    const CDatImg* image = store->FindObj(name);
     if (image == nullptr) return refuse("Can't save image " + name.m_str + " to " + file.m_str + ": no such image", __LINE__);
     try {
         KrvImageFile::Write(image->GetImage(), file.m_str, first, count);

@@ -12,31 +12,49 @@ namespace {
 using P = CProCmdParam;
 constexpr P kEnd{nullptr, nullptr, nullptr};
 
+constexpr double kIntMax = 2147483647.0;
+constexpr double kFloatMax = 3.4e38;
+constexpr const char* kConnectivities = "4|6|8|26";
+
 const P kOneImage[] = {{"input", "image", ""}, {"output", "image", ""}, kEnd};
 const P kTwoImages[] = {{"first", "image", ""}, {"second", "image", ""}, {"output", "image", ""}, kEnd};
-const P kKernel[] = {{"input", "image", ""}, {"output", "image", ""}, {"size", "int", "3"}, kEnd};
-const P kGauss[] = {{"input", "image", ""}, {"output", "image", ""}, {"sigma", "float", "1.0"}, kEnd};
-const P kMorpho[] = {{"input", "image", ""},     {"output", "image", ""}, {"size", "int", "1"},
-                     {"connectivity", "int", "8"}, kEnd};
+const P kKernel[] = {{"input", "image", ""}, {"output", "image", ""}, {"size", "int", "3", 1, 31}, kEnd};
+const P kGauss[] = {{"input", "image", ""}, {"output", "image", ""}, {"sigma", "float", "1.0", 0.01, 100}, kEnd};
+const P kMorpho[] = {{"input", "image", ""},
+                     {"output", "image", ""},
+                     {"size", "int", "1", 1, 100},
+                     {"connectivity", "int", "8", 4, 26, kConnectivities},
+                     kEnd};
 const P kMorphoLut[] = {{"input", "image", ""}, {"output", "image", ""}, {"lut", "lut", ""},
-                        {"iterations", "int", "1"}, kEnd};
-const P kThreshold[] = {{"input", "image", ""}, {"output", "image", ""}, {"low", "float", "128"},
-                        {"high", "float", "255"}, kEnd};
-const P kAutoThreshold[] = {{"input", "image", ""}, {"output", "image", ""}, {"method", "string", "otsu"}, kEnd};
-const P kLabel[] = {{"input", "image", ""}, {"output", "image", ""}, {"connectivity", "int", "8"}, kEnd};
-const P kMinSize[] = {{"input", "image", ""}, {"output", "image", ""}, {"minimum", "int", "10"}, kEnd};
+                        {"iterations", "int", "-1", -1, kIntMax}, kEnd};  // -1: the table's flag1
+const P kThreshold[] = {{"input", "image", ""}, {"output", "image", ""}, {"low", "float", "128", -kFloatMax, kFloatMax},
+                        {"high", "float", "255", -kFloatMax, kFloatMax}, kEnd};
+const P kAutoThreshold[] = {{"input", "image", ""},
+                            {"output", "image", ""},
+                            {"method", "string", "otsu", 0, 0, "otsu|isodata"},
+                            kEnd};
+const P kLabel[] = {{"input", "image", ""}, {"output", "image", ""}, {"connectivity", "int", "8", 4, 26, kConnectivities},
+                    kEnd};
+const P kMinSize[] = {{"input", "image", ""},
+                      {"output", "image", ""},
+                      {"minimum", "int", "10", 1, kIntMax},
+                      {"connectivity", "int", "8", 4, 26, kConnectivities},
+                      kEnd};
 const P kFilter[] = {{"output", "image", ""}, {"filter", "filter", ""}, {"inputs", "image", ""}, kEnd};
 const P kLut[] = {{"input", "image", ""}, {"output", "image", ""}, {"lut", "lut", ""}, kEnd};
-const P kResample[] = {{"input", "image", ""}, {"output", "image", ""}, {"factor", "float", "0.5"},
+const P kResample[] = {{"input", "image", ""}, {"output", "image", ""}, {"factor", "float", "0.5", 0.01, 100},
                        {"interpolate", "bool", "true"}, kEnd};
-const P kCrop[] = {{"input", "image", ""}, {"output", "image", ""}, {"x", "int", "0"}, {"y", "int", "0"},
-                   {"width", "int", ""}, {"height", "int", ""}, kEnd};
-const P kMeasure[] = {{"labels", "image", ""}, {"group", "group", ""}, {"result", "string", "Results"}, kEnd};
-const P kHistogram[] = {{"input", "image", ""}, {"bins", "int", "256"}, {"result", "string", "Histogram"}, kEnd};
-const P kSieve[] = {{"labels", "image", ""}, {"measure", "string", "Area"}, {"sieve", "sieve", ""},
+const P kCrop[] = {{"input", "image", ""},         {"output", "image", ""},       {"x", "int", "0", 0, kIntMax},
+                   {"y", "int", "0", 0, kIntMax},  {"width", "int", "", 1, kIntMax}, {"height", "int", "", 1, kIntMax},
+                   {"z", "int", "0", 0, kIntMax},  {"depth", "int", "0", 0, kIntMax}, kEnd};
+const P kMeasure[] = {{"labels", "image", ""}, {"group", "group", ""}, {"result", "string", "Results"},
+                      {"grey", "string", "none"}, kEnd};
+const P kHistogram[] = {{"input", "image", ""}, {"bins", "int", "256", 1, 65536}, {"result", "string", "Histogram"},
+                        kEnd};
+const P kSieve[] = {{"table", "string", "Results"}, {"measure", "string", "Area"}, {"sieve", "sieve", ""},
                     {"result", "string", "Classes"}, kEnd};
-const P kContours[] = {{"labels", "image", ""}, {"segment", "segment", ""}, {"smoothing", "float", "0"}, kEnd};
-const P kLines[] = {{"input", "image", ""}, {"segment", "segment", ""}, {"threshold", "int", "50"}, kEnd};
+const P kContours[] = {{"labels", "image", ""}, {"segment", "segment", ""}, kEnd};
+const P kLines[] = {{"input", "image", ""}, {"segment", "segment", ""}, {"threshold", "int", "50", 1, kIntMax}, kEnd};
 
 enum Category { kNone, kFilters, kMorphology, kSegmentation, kArithmetic, kGeometry, kAnalysis };
 
@@ -55,34 +73,36 @@ TAB_LISTCMD g_suiteTable[] = {
     {10, kMorphology, "Morphology", "Open", "Erosion, then dilation of the same size", kMorpho},
     {11, kMorphology, "Morphology", "Close", "Dilation, then erosion of the same size", kMorpho},
     {12, kMorphology, "Morphology", "TopHat", "The image minus its opening", kMorpho},
-    {13, kMorphology, "Morphology", "Skeleton", "Thinning to a one-pixel skeleton", kOneImage},
+    {13, kMorphology, "Morphology", "Skeleton", "Thinning of a 2-D binary image to a one-pixel skeleton", kOneImage},
     {14, kMorphology, "Morphology", "FillHoles", "Fills the holes of binary objects", kOneImage},
-    {15, kMorphology, "Morphology", "MorphoLut", "Hit-or-miss transform by a morphological lookup table",
+    {15, kMorphology, "Morphology", "MorphoLut", "Each pixel from its 3x3 neighbourhood by a morphological lookup table",
      kMorphoLut},
     {0, kNone, "", "none", "", nullptr},
     {16, kSegmentation, "Segmentation", "Threshold", "Binary image of the pixels from low to high", kThreshold},
     {17, kSegmentation, "Segmentation", "AutoThreshold", "Threshold chosen from the histogram (otsu, isodata)",
      kAutoThreshold},
-    {18, kSegmentation, "Segmentation", "Watershed", "Separates touching objects along watershed lines",
-     kOneImage},
+    {18, kSegmentation, "Segmentation", "Watershed",
+     "Splits the touching objects of a binary image into labels, flooding its distance map from the maxima", kLabel},
     {19, kSegmentation, "Segmentation", "Label", "Numbers the connected objects of a binary image", kLabel},
     {20, kSegmentation, "Segmentation", "RemoveSmall", "Removes objects of fewer pixels than the minimum",
      kMinSize},
+    {35, kSegmentation, "Segmentation", "DistanceTransform",
+     "Each object pixel's Euclidean distance to the background, in the voxel size's unit", kOneImage},
     {0, kNone, "", "none", "", nullptr},
     {21, kArithmetic, "Arithmetic", "Add", "Pixel-wise sum of two images", kTwoImages},
     {22, kArithmetic, "Arithmetic", "Subtract", "Pixel-wise difference of two images", kTwoImages},
     {23, kArithmetic, "Arithmetic", "Multiply", "Pixel-wise product of two images", kTwoImages},
-    {24, kArithmetic, "Arithmetic", "Invert", "Each pixel's value subtracted from the type's maximum", kOneImage},
+    {24, kArithmetic, "Arithmetic", "Invert", "Each pixel's value subtracted from the type's maximum (float images: negated)", kOneImage},
     {25, kArithmetic, "Arithmetic", "ApplyLut", "Replaces each grey value by its lookup-table entry", kLut},
     {0, kNone, "", "none", "", nullptr},
     {26, kGeometry, "Geometry", "Resample", "Resizes the image by a factor", kResample},
-    {27, kGeometry, "Geometry", "Crop", "Keeps a rectangle of the image", kCrop},
+    {27, kGeometry, "Geometry", "Crop", "Keeps a box of the image (depth 0: every plane from z on)", kCrop},
     {28, kGeometry, "Geometry", "FlipHorizontal", "Mirrors the image left to right", kOneImage},
     {29, kGeometry, "Geometry", "Rotate90", "Turns the image a quarter turn counter-clockwise", kOneImage},
     {0, kNone, "", "none", "", nullptr},
     {30, kAnalysis, "Analysis", "Measure", "Measures each labelled object with a measure group", kMeasure},
     {31, kAnalysis, "Analysis", "Histogram", "Grey-value histogram as a result table", kHistogram},
-    {32, kAnalysis, "Analysis", "SieveClasses", "Classifies objects by a measure against a sieve's limits",
+    {32, kAnalysis, "Analysis", "SieveClasses", "Size classes of a result table's objects by a measure and a sieve's limits",
      kSieve},
     {33, kAnalysis, "Analysis", "Contours", "Object outlines as chains of a segment object", kContours},
     {34, kAnalysis, "Analysis", "HoughLines", "Straight lines found by the Hough transform, as segments",

@@ -1,9 +1,13 @@
 // The process service, its command table and the spreadsheet conversion.
 #include <vantry_process/CProService.h>
+#include <vantry_process/KrvImageCommands.h>
+#include <vantry_process/KrvMeasureCommands.h>
 #include <vantry_process/OrlanSpreadsheet.h>
 
 #include <vantry_data/KrvResultTable.h>
 #include <vantry_util/KrvFault.h>
+
+#include "KrvObjectCommands.h"
 
 CProService::CProService() : CService(eServiceProcess) {}
 CProService::~CProService() = default;
@@ -12,6 +16,9 @@ void CProService::AllocService() { new CProService(); }  // the registry owns it
 
 bool CProService::InitService() {
     KRV_FAULT_RETURN(bool, "CProService::InitService");
+    krvRegisterImageCommands();
+    krvRegisterMeasureCommands();
+    krvRegisterObjectCommands();
     return true;
 }
 

@@ -466,62 +466,104 @@ double KrvFormula::evaluate(const double* slots) const noexcept {
     return top[-1];
 }
 
+namespace {
+
+// The block evaluator's stack: level k reads `source[k]`, either a caller's column (a variable,
+// read in place, never copied) or the level's own buffer, which an operation writes its result
+// into. So a variable costs nothing and each operation is one tight loop over the block.
+class BlockStack {
+public:
+    static constexpr std::size_t kBlock = 256;
+
+    // Up to kLocal levels live on the machine stack: a call for one block allocates nothing.
+    explicit BlockStack(std::size_t depth) {
+        if (depth > kLocal) m_heap.resize(depth * kBlock), m_heapSource.resize(depth);
+        m_store = depth > kLocal ? m_heap.data() : m_local.data();
+        m_source = depth > kLocal ? m_heapSource.data() : m_localSource.data();
+    }
+
+    void push(std::size_t& depth, const double* column) { m_source[depth++] = column; }
+    double* own(std::size_t level) { return m_store + level * kBlock; }
+    const double* at(std::size_t level) const { return m_source[level]; }
+
+    template <class F>
+    void unary(std::size_t depth, std::size_t n, F f) {
+        const double* a = m_source[depth - 1];
+        double* t = own(depth - 1);
+        for (std::size_t i = 0; i < n; ++i) t[i] = f(a[i]);
+        m_source[depth - 1] = t;
+    }
+    template <class F>
+    void binary(std::size_t& depth, std::size_t n, F f) {
+        --depth;
+        const double* a = m_source[depth - 1];
+        const double* b = m_source[depth];
+        double* t = own(depth - 1);  // never b: b is a column or the next level's buffer
+        for (std::size_t i = 0; i < n; ++i) t[i] = f(a[i], b[i]);
+        m_source[depth - 1] = t;
+    }
+    template <class F>
+    void ternary(std::size_t& depth, std::size_t n, F f) {
+        depth -= 2;
+        const double* a = m_source[depth - 1];
+        const double* b = m_source[depth];
+        const double* c = m_source[depth + 1];
+        double* t = own(depth - 1);
+        for (std::size_t i = 0; i < n; ++i) t[i] = f(a[i], b[i], c[i]);
+        m_source[depth - 1] = t;
+    }
+
+private:
+    static constexpr std::size_t kLocal = 8;
+    std::array<double, kLocal * kBlock> m_local;
+    std::array<const double*, kLocal> m_localSource;
+    std::vector<double> m_heap;
+    std::vector<const double*> m_heapSource;
+    double* m_store;
+    const double** m_source;
+};
+
+}  // namespace
+
 void KrvFormula::evaluate(const double* const* columns, std::size_t count, double* out) const {
     if (m_code.empty()) {
         std::fill(out, out + count, 0.0);
         return;
     }
     // A block of points goes through each instruction in turn, so each step is a tight loop
-    // over the block rather than one dispatch per point. Stack level k is stackStore[k*kBlock...].
-    constexpr std::size_t kBlock = 256;
-    std::vector<double> stackStore(static_cast<std::size_t>(m_stackDepth) * kBlock);
+    // over the block rather than one dispatch per point.
+    constexpr std::size_t kBlock = BlockStack::kBlock;
+    BlockStack stack(static_cast<std::size_t>(m_stackDepth));
     for (std::size_t first = 0; first < count; first += kBlock) {
         const std::size_t n = std::min(kBlock, count - first);
         std::size_t depth = 0;  // levels in use
-        auto level = [&](std::size_t k) { return stackStore.data() + k * kBlock; };
         for (const Instruction& in : m_code) {
             switch (in.op) {
                 case Op::Const: {
-                    double* t = level(depth++);
-                    const double c = m_constants[in.arg];
-                    for (std::size_t i = 0; i < n; ++i) t[i] = c;
+                    double* t = stack.own(depth);
+                    std::fill(t, t + n, m_constants[in.arg]);
+                    stack.push(depth, t);
                     break;
                 }
-                case Op::Var: {
-                    double* t = level(depth++);
-                    const double* column = columns[in.arg] + first;
-                    for (std::size_t i = 0; i < n; ++i) t[i] = column[i];
+                case Op::Var: stack.push(depth, columns[in.arg] + first); break;
+                case Op::Add: stack.binary(depth, n, [](double a, double b) { return a + b; }); break;
+                case Op::Sub: stack.binary(depth, n, [](double a, double b) { return a - b; }); break;
+                case Op::Mul: stack.binary(depth, n, [](double a, double b) { return a * b; }); break;
+                case Op::Div: stack.binary(depth, n, [](double a, double b) { return a / b; }); break;
+                case Op::Sqrt: stack.unary(depth, n, [](double a) { return std::sqrt(a); }); break;
+                case Op::Neg: stack.unary(depth, n, [](double a) { return -a; }); break;
+                case Op::Select:
+                    stack.ternary(depth, n, [](double c, double a, double b) { return c != 0.0 ? a : b; });
                     break;
-                }
-                case Op::Add: { double* a = level(--depth - 1); const double* b = a + kBlock; for (std::size_t i = 0; i < n; ++i) a[i] += b[i]; break; }
-                case Op::Sub: { double* a = level(--depth - 1); const double* b = a + kBlock; for (std::size_t i = 0; i < n; ++i) a[i] -= b[i]; break; }
-                case Op::Mul: { double* a = level(--depth - 1); const double* b = a + kBlock; for (std::size_t i = 0; i < n; ++i) a[i] *= b[i]; break; }
-                case Op::Div: { double* a = level(--depth - 1); const double* b = a + kBlock; for (std::size_t i = 0; i < n; ++i) a[i] /= b[i]; break; }
-                case Op::Sqrt: { double* t = level(depth - 1); for (std::size_t i = 0; i < n; ++i) t[i] = std::sqrt(t[i]); break; }
-                case Op::Neg: { double* t = level(depth - 1); for (std::size_t i = 0; i < n; ++i) t[i] = -t[i]; break; }
-                case Op::Select: {
-                    depth -= 2;
-                    double* c = level(depth - 1);
-                    for (std::size_t i = 0; i < n; ++i) c[i] = c[i] != 0.0 ? c[i + kBlock] : c[i + 2 * kBlock];
-                    break;
-                }
-                case Op::Clamp: {
-                    depth -= 2;
-                    double* x = level(depth - 1);
-                    for (std::size_t i = 0; i < n; ++i) x[i] = clampValue(x[i], x[i + kBlock], x[i + 2 * kBlock]);
-                    break;
-                }
+                case Op::Clamp: stack.ternary(depth, n, clampValue); break;
                 default:
-                    if (isUnary(in.op)) {
-                        double* t = level(depth - 1);
-                        for (std::size_t i = 0; i < n; ++i) t[i] = unaryValue(in.op, t[i]);
-                    } else {
-                        double* a = level(--depth - 1);
-                        for (std::size_t i = 0; i < n; ++i) a[i] = binaryValue(in.op, a[i], a[i + kBlock]);
-                    }
+                    if (isUnary(in.op))
+                        stack.unary(depth, n, [op = in.op](double a) { return unaryValue(op, a); });
+                    else
+                        stack.binary(depth, n, [op = in.op](double a, double b) { return binaryValue(op, a, b); });
             }
         }
-        std::copy(level(0), level(0) + n, out + first);
+        std::copy(stack.at(0), stack.at(0) + n, out + first);
     }
 }
 

@@ -20,7 +20,7 @@ private:
 
 class VANTRY_DATA_EXPORT CDatImgHandler : public CKrvHandler {
 public:
-    // Exists while the data service runs; null otherwise.
+    // The running store while the data service runs; the stopped handler otherwise.
     static CDatImgHandler* m_pInstance;
 
     // Stores `image` (which must hold voxels) under `name`; null, the image left with the

@@ -36,6 +36,9 @@ public:
     // Suite side. Appends a chain holding a copy of `items`; its index, or -1 when the items
     // would pass the memory budget (nothing appended).
     int AppendChain(const std::vector<CDatSegItem>& items);
+    // Puts `chains` in place of every chain; false, the object unchanged, when the new items
+    // would pass the memory budget (counted beside the old ones until they go).
+    bool ReplaceChains(std::vector<std::vector<CDatSegItem>> chains);
     // Appends one item to `chain`; false when there is no such chain or the budget is spent.
     bool AppendItem(int chain, const CDatSegItem& item);
     // Appends `rings` closed regular polygons of `sides` items each, centred on (cx, cy), the

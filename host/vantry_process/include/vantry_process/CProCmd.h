@@ -1,6 +1,7 @@
 // The catalogue of processing commands: each command's description object, and the look-up by
 // name that the process service answers.
 #pragma once
+#include <limits>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -12,11 +13,17 @@ struct TAB_LISTCMD;
 
 // One parameter of a command: its name, its type ("image", "int", "float", "bool", "string",
 // or the kind of a stored object: "filter", "lut", "sieve", "segment", "group") and its default
-// as text (empty: the parameter must be given).
+// as text (empty: the parameter must be given). An "int" or "float" lies from `minimum` to
+// `maximum`; `choices`, when set, lists the values an "int" or "string" may take, separated by
+// '|'. An "image" parameter named "output" names the image the command makes; every other names
+// stored images.
 struct VANTRY_PROCESS_EXPORT CProCmdParam {
     const char* name;
     const char* type;
     const char* defaultValue;
+    double minimum = -std::numeric_limits<double>::max();
+    double maximum = std::numeric_limits<double>::max();
+    const char* choices = nullptr;
 };
 
 class VANTRY_PROCESS_EXPORT CProCmd {

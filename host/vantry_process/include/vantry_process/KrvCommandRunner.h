@@ -40,6 +40,10 @@ public:
 
     // Stages `image` for the output parameter `param`; stored when the command ends well.
     void SetOutput(const char* param, KrvImage image);
+    // Runs `commit` once the outputs are stored, when the command ended well: a body's results
+    // other than images (result tables, segments) go through it, so that a refused or stopped
+    // command leaves them untouched too.
+    void OnSuccess(std::function<void()> commit);
     // Reports "<what> k/n" through the progress hook; throws KrvCommandStopped when the client's
     // flush hook answered false, so that the body unwinds and nothing is stored.
     void Step(const char* what, long done, long total);

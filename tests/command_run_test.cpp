@@ -1,0 +1,195 @@
+// Running the catalogue's commands by name: every refusal with its exact text and the stores left
+// as they were, a stop from the client's flush hook, and each image command run end to end.
+#include <set>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <KorvaneAPI/KorvaneAPI.h>
+#include <vantry_data/CDatImg.h>
+#include <vantry_data/CDatSeg.h>
+#include <vantry_data/KrvResultTable.h>
+#include <vantry_process/CProCmd.h>
+#include <vantry_process/KrvCommandRunner.h>
+#include <vantry_util/CKrvSettingDoc.h>
+#include <vantry_util/KrvExternalFunction.h>
+
+#include "support/TestSupport.h"
+
+using Args = std::vector<KrvCommandArgument>;
+
+namespace {
+
+// The commands whose bodies come from measurement and from the client objects' commands.
+const std::set<std::string> kOtherBodies = {"UserFilter", "MorphoLut", "ApplyLut", "Measure", "SieveClasses", "Contours"};
+
+std::vector<std::string> g_progress;
+bool g_keepGoing = true;
+int g_flushes = 0;
+
+class CommandRunTest : public kapitest::SuiteTest {
+protected:
+    void SetUp() override {
+        SuiteTest::SetUp();
+        store = CDatImgHandler::m_pInstance;
+        // A 2-D grey image with two bright squares, and its binary mask.
+        CDatImg* grey = store->AddImg(CKrvString("grey"), 24, 16, 1, KrvVoxelType::UInt8);
+        KrvImage& image = grey->GetImage();
+        for (int y = 0; y < 16; ++y)
+            for (int x = 0; x < 24; ++x) image.At<std::uint8_t>(x, y) = (x % 12 > 2 && x % 12 < 9 && y > 4 && y < 11) ? 200 : 30;
+        image.SetVoxelSize({0.5, 0.5, 1});
+        ASSERT_TRUE(krvRunCommand("Threshold", {{"input", "grey"}, {"output", "mask"}, {"low", "100"}}));
+        g_progress.clear();
+        g_keepGoing = true;
+        g_flushes = 0;
+        auto& hooks = KrvExternalFunction::getInstance();
+        hooks.setProgressMsgFunction([](const char* text) { g_progress.emplace_back(text); });
+        hooks.setFlushEventsFunction([] { return ++g_flushes, g_keepGoing; });
+    }
+    void TearDown() override {
+        auto& hooks = KrvExternalFunction::getInstance();
+        hooks.setProgressMsgFunction(nullptr);
+        hooks.setFlushEventsFunction(nullptr);
+        KrvResultTables::Clear();
+        SuiteTest::TearDown();
+    }
+    std::vector<CKrvString> images() const {
+        std::vector<CKrvString> names;
+        store->GetObjList(names);
+        return names;
+    }
+    // The command is refused with exactly `message`, and no image, table or segment is made.
+    void expectRefused(const std::string& command, const Args& args, const std::string& message) {
+        SCOPED_TRACE(command + ": " + message);
+        const std::vector<CKrvString> before = images();
+        try {
+            krvRunCommand(command, args);
+            ADD_FAILURE() << "not refused";
+        } catch (const KrvBaseException& error) {
+            EXPECT_EQ(error.getMessage(), message);
+        }
+        EXPECT_EQ(images(), before);
+        EXPECT_EQ(KrvResultTables::Find("Histogram"), nullptr);
+    }
+    CDatImgHandler* store = nullptr;
+};
+
+TEST_F(CommandRunTest, RefusalsNameTheCommandAndTheReasonAndStoreNothing) {
+    expectRefused("Sharpness", {}, "Sharpness: no such command");
+    expectRefused("Median", {{"input", "grey"}, {"output", "o"}, {"radius", "3"}}, "Median: unknown parameter \"radius\"");
+    expectRefused("Median", {{"input", "grey"}, {"input", "grey"}, {"output", "o"}}, "Median: parameter input is given twice");
+    expectRefused("Median", {{"input", "grey"}}, "Median: parameter output is missing");
+    expectRefused("Crop", {{"input", "grey"}, {"output", "o"}, {"width", "4"}}, "Crop: parameter height is missing");
+    expectRefused("Median", {{"input", "grey"}, {"output", "o"}, {"size", "3.0"}},
+                  "Median: parameter size must be an integer, not \"3.0\"");
+    expectRefused("Median", {{"input", "grey"}, {"output", "o"}, {"size", "33"}},
+                  "Median: parameter size = 33 lies outside [1, 31]");
+    expectRefused("SmoothGauss", {{"input", "grey"}, {"output", "o"}, {"sigma", "0"}},
+                  "SmoothGauss: parameter sigma = 0 lies outside [0.01, 100]");
+    expectRefused("SmoothGauss", {{"input", "grey"}, {"output", "o"}, {"sigma", "nan"}},
+                  "SmoothGauss: parameter sigma must be a number, not \"nan\"");
+    expectRefused("Resample", {{"input", "grey"}, {"output", "o"}, {"interpolate", "yes"}},
+                  "Resample: parameter interpolate must be true or false, not \"yes\"");
+    expectRefused("Label", {{"input", "mask"}, {"output", "o"}, {"connectivity", "5"}},
+                  "Label: parameter connectivity must be one of 4, 6, 8, 26, not 5");
+    expectRefused("AutoThreshold", {{"input", "grey"}, {"output", "o"}, {"method", "Otsu"}},
+                  "AutoThreshold: parameter method must be one of otsu, isodata, not \"Otsu\"");
+    expectRefused("Median", {{"input", "gray"}, {"output", "o"}}, "Median: no image named \"gray\"");
+    expectRefused("Add", {{"first", "grey"}, {"second", "mask2"}, {"output", "o"}}, "Add: no image named \"mask2\"");
+    expectRefused("Median", {{"input", "grey"}, {"output", "mask"}},
+                  "Median: can't store an image named \"mask\": the name is invalid or already used");
+    expectRefused("Median", {{"input", "grey"}, {"output", "a\tb"}},
+                  "Median: can't store an image named \"a\tb\": the name is invalid or already used");
+    expectRefused("HoughLines", {{"input", "mask"}, {"segment", "lines"}}, "HoughLines: no segment named \"lines\"");
+    expectRefused("Measure", {{"labels", "mask"}, {"group", "G"}}, "Measure: no group named \"G\"");
+    expectRefused("UserFilter", {{"output", "o"}, {"filter", "F"}, {"inputs", "grey"}}, "UserFilter: no filter named \"F\"");
+    expectRefused("SieveClasses", {{"table", "T"}, {"sieve", "S"}}, "SieveClasses: no sieve named \"S\"");
+    expectRefused("ApplyLut", {{"input", "grey"}, {"output", "o"}, {"lut", "L"}}, "ApplyLut: no lut named \"L\"");
+    // Failures of the body itself, after the checks.
+    expectRefused("Median", {{"input", "grey"}, {"output", "o"}, {"size", "4"}}, "Median: size must be odd and at least 1");
+    expectRefused("Crop", {{"input", "grey"}, {"output", "o"}, {"x", "20"}, {"width", "5"}, {"height", "2"}},
+                  "Crop: the box 20,0,0 5x2x1 passes the image's 24x16x1 uint8");
+    expectRefused("Histogram", {{"input", "grey"}, {"result", "a\nb"}}, "Histogram: \"a\nb\" is no valid table name");
+    krvRegisterCommandBody("Invert", nullptr);  // the next suite start gives it back
+    expectRefused("Invert", {{"input", "grey"}, {"output", "o"}}, "Invert: not available");
+}
+
+TEST_F(CommandRunTest, ClientStopThroughTheFlushHookStoresNothing) {
+    CKrvSettingDoc::getInstance().setProgress(1);
+    CDatImg* volume = store->AddImg(CKrvString("volume"), 8, 8, 6, KrvVoxelType::Float32);
+    ASSERT_NE(volume, nullptr);
+    ASSERT_TRUE(krvRunCommand("Median", {{"input", "volume"}, {"output", "smooth"}}));
+    EXPECT_EQ(g_progress.front(), "Median 1/6");
+    EXPECT_EQ(g_progress.back(), "Median 6/6");
+    EXPECT_EQ(g_flushes, 6);
+
+    const std::vector<CKrvString> before = images();
+    g_keepGoing = false;
+    g_progress.clear();
+    EXPECT_FALSE(krvRunCommand("Median", {{"input", "volume"}, {"output", "again"}}));
+    EXPECT_EQ(g_progress, std::vector<std::string>{"Median 1/6"});  // stopped at the first step
+    EXPECT_FALSE(krvRunCommand("Histogram", {{"input", "volume"}}));
+    EXPECT_EQ(images(), before);
+    EXPECT_EQ(KrvResultTables::Find("Histogram"), nullptr);
+    g_keepGoing = true;
+    EXPECT_TRUE(krvRunCommand("Histogram", {{"input", "mask"}, {"bins", "2"}}));
+    const KrvResultTable* table = KrvResultTables::Find("Histogram");
+    ASSERT_NE(table, nullptr);
+    EXPECT_EQ(table->measures, (std::vector<std::string>{"Low", "Count"}));
+    EXPECT_EQ(table->columns[1], (std::vector<double>{384 - 72, 72}));
+}
+
+TEST_F(CommandRunTest, EveryImageCommandOfTheCatalogueRuns) {
+    ASSERT_TRUE(krvRunCommand("Label", {{"input", "mask"}, {"output", "labels"}}));
+    const KrvImage& labels = store->FindObj(CKrvString("labels"))->GetImage();
+    EXPECT_EQ(labels.GetType(), KrvVoxelType::Int32);
+    EXPECT_EQ(labels.GetVoxelSize().x, 0.5);  // the input's voxel size goes with it
+    EXPECT_EQ(labels.At<std::int32_t>(5, 7), 1);
+    EXPECT_EQ(labels.At<std::int32_t>(17, 7), 2);
+    ASSERT_NE(CDatSegHandler::m_pInstance->AddSeg(CKrvString("lines")), nullptr);
+    ASSERT_TRUE(krvRunCommand("HoughLines", {{"input", "mask"}, {"segment", "lines"}, {"threshold", "6"}}));
+    EXPECT_GT(CDatSegHandler::m_pInstance->FindObj(CKrvString("lines"))->GetNbChains(), 0);
+
+    int ran = 0;
+    for (const std::string& name : getCmdNameColl()) {
+        if (kOtherBodies.count(name) || name == "HoughLines") continue;
+        SCOPED_TRACE(name);
+        Args args;
+        for (const CProCmdParam& p : getCmdInfo(name)->GetParams()) {
+            const std::string param = p.name;
+            if (param == "output") args.push_back({param, name + "Out"});
+            else if (param == "input") args.push_back({param, name == "Threshold" || name == "AutoThreshold" ? "grey" : "mask"});
+            else if (param == "first" || param == "second") args.push_back({param, "grey"});
+            else if (param == "width" || param == "height") args.push_back({param, "4"});
+        }
+        EXPECT_TRUE(krvRunCommand(name, args));
+        if (name != "Histogram") {
+            const CDatImg* made = store->FindObj(CKrvString(name + "Out"));
+            ASSERT_NE(made, nullptr);
+            EXPECT_FALSE(made->GetImage().IsEmpty());
+        }
+        ++ran;
+    }
+    EXPECT_EQ(ran, 28);
+    const KrvImage& rotated = store->FindObj(CKrvString("Rotate90Out"))->GetImage();
+    EXPECT_EQ(rotated.GetSizeX(), 16);
+    EXPECT_EQ(store->FindObj(CKrvString("ResampleOut"))->GetImage().GetVoxelSize().x, 1.0);
+    EXPECT_EQ(store->FindObj(CKrvString("DistanceTransformOut"))->GetImage().GetType(), KrvVoxelType::Float32);
+    EXPECT_EQ(store->FindObj(CKrvString("AddOut"))->GetImage().At<std::uint8_t>(5, 7), 255);  // 200 + 200, saturated
+}
+
+}  // namespace
+
+TEST(CommandRunStoppedTest, RefusedWhileTheSuiteIsStopped) {
+    auto log = kapitest::LogCapture::install();
+    try {
+        krvRunCommand("Median", {{"input", "grey"}, {"output", "o"}});
+        ADD_FAILURE() << "not refused";
+    } catch (const KrvBaseException& error) {
+        EXPECT_EQ(error.getMessage(), "Median: the suite is not started");
+    }
+    ASSERT_EQ(log->find("the suite is not started").size(), 1u);
+    EXPECT_EQ(log->find("the suite is not started")[0].level, KrvLoggerLevel::Error);
+    log->uninstall();
+}
