@@ -24,6 +24,7 @@
 #include <vantry_util/KrvExternalFunction.h>
 #include <vantry_util/KrvLogger.h>
 
+#include "Calls.h"
 #include "ProgressBar.h"
 #include "Script.h"
 #include "Shell.h"
@@ -102,8 +103,10 @@ public:
         korvane::watchFormulaRefusals();
         KrvExternalFunction::getInstance().setUpdStatusBarFunction(&printStatus);
         korvane::installProgress();
+        korvane::installResultTargets();
     }
     ~Session() {
+        korvane::removeResultTargets();
         korvane::removeProgress();
         KrvExternalFunction::getInstance().setUpdStatusBarFunction(nullptr);
         korvane::stopWatchingFormulaRefusals();
@@ -233,9 +236,10 @@ std::string measureScript(const Options::Measure& measure) {
     korvane::Args run{"runCommand", "Measure", "labels=labels", "group=" + measure.group, "result=Results"};
     if (!measure.grey.empty()) run.push_back("grey=grey");
     lines.push_back(run);
-    if (!measure.csv.empty()) lines.push_back({"exportTable", "Results", measure.csv});
-    if (!measure.json.empty()) lines.push_back({"exportTable", "Results", measure.json});
-    if (measure.csv.empty() && measure.json.empty()) lines.push_back({"showTable", "Results"});
+    // What the proxy service delivered, as a client receives it.
+    if (!measure.csv.empty()) lines.push_back({"exportSheet", measure.csv});
+    if (!measure.json.empty()) lines.push_back({"exportSheet", measure.json});
+    if (measure.csv.empty() && measure.json.empty()) lines.push_back({"showSheet"});
     std::string script;
     for (const korvane::Args& line : lines) script += korvane::joinQuoted(line) + '\n';
     return script;
