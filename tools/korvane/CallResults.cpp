@@ -66,6 +66,10 @@ constexpr Results kResults[] = {
     {"storeTable", "nothing; a table of that name is replaced", "when the values do not fill whole rows"},
     {"exportTable", "nothing; FILE holds the table as CSV (the lines showTable prints) or as JSON {name, columns, rows}",
      "for an unknown table, a FILE ending in neither .csv nor .json, or a file that can't be written"},
+    {"showSheet", "the tool's spreadsheet as showTable prints a table: what the suite's last delivery put in it",
+     "before the suite has delivered a table"},
+    {"exportSheet", "nothing; FILE holds the tool's spreadsheet as exportTable writes a table",
+     "before the suite has delivered a table, for a FILE ending in neither .csv nor .json, or a file that can't be written"},
     // Sieves
     {"createSieve", "nothing",
      "when the name is invalid or taken (Error \"Internal error, can't create sieve NAME\"); values past "

@@ -104,6 +104,10 @@ void addMeasureCalls(CallTable& table);
 Args tableCsvLines(const KrvResultTable& table);
 Json tableJson(const std::string& name, const KrvResultTable& table);
 void exportResultTable(const std::string& name, const std::string& file);
+// The tool's spreadsheet, registered with the suite as the target of its measurements for as
+// long as the suite runs (showSheet, exportSheet).
+void installResultTargets();
+void removeResultTargets();
 
 // The lines of `korvane feret N`: the directions, then their covering radius.
 Output feretListing(int n, bool vectors);

@@ -5,6 +5,8 @@
 #include <fstream>
 
 #include <vantry_data/KrvResultTable.h>
+#include <vantry_process/KrvMeasure.h>
+#include <vantry_process/OrlanSpreadsheet.h>
 
 #include "Calls.h"
 
@@ -74,8 +76,25 @@ Json tableJson(const std::string& name, const KrvResultTable& table) {
             {"rows", std::move(rows)}};
 }
 
-void exportResultTable(const std::string& name, const std::string& file) {
-    const KrvResultTable& table = resultTable("exportTable", name);
+namespace {
+
+// The tool's spreadsheet: the suite hands each table it measures to the proxy service, which
+// fills this sheet, as it fills the Tarsel application's.
+COrlanSpreadsheet g_sheet;
+
+const KrvResultTable& deliveredTable(const std::string& call) {
+    static KrvResultTable table;
+    if (g_sheet.columns().empty()) throw CallFailed(call + " failed: no table has been delivered yet");
+    table = KrvResultTable{};
+    for (const COrlanSpreadsheet::Column& column : g_sheet.columns()) {
+        table.measures.push_back(column.name);
+        table.columns.push_back(column.values);
+    }
+    return table;
+}
+
+void writeTable(const std::string& call, const std::string& name, const KrvResultTable& table,
+                const std::string& file) {
     const bool json = file.size() >= 5 && file.compare(file.size() - 5, 5, ".json") == 0;
     if (!json && !(file.size() >= 4 && file.compare(file.size() - 4, 4, ".csv") == 0))
         throw ScriptError("FILE must end in .csv or .json, not \"" + file + "\"");
@@ -85,7 +104,20 @@ void exportResultTable(const std::string& name, const std::string& file) {
     else
         for (const std::string& line : tableCsvLines(table)) out << line << '\n';
     out.close();
-    if (!out) throw CallFailed("exportTable failed: cannot write " + file);
+    if (!out) throw CallFailed(call + " failed: cannot write " + file);
+}
+
+}  // namespace
+
+void installResultTargets() {
+    g_sheet.clear();
+    krvSetResultTargets(&g_sheet, nullptr);
+}
+
+void removeResultTargets() { krvSetResultTargets(nullptr, nullptr); }
+
+void exportResultTable(const std::string& name, const std::string& file) {
+    writeTable("exportTable", name, resultTable("exportTable", name), file);
 }
 
 namespace {
@@ -123,6 +155,16 @@ void addTableCalls(CallTable& table) {
     table.add("exportTable", {"exportTable NAME FILE", "(suite) writes a result table to FILE.csv or FILE.json", 2, 2,
                               [](const Args& a) {
                                   exportResultTable(a[0], a[1]);
+                                  return Output{};
+                              }});
+    table.add("showSheet", {"showSheet", "the tool's spreadsheet as the proxy service last filled it, as CSV lines", 0, 0,
+                            [](const Args&) {
+                                const KrvResultTable& shown = deliveredTable("showSheet");
+                                return Output{tableCsvLines(shown), tableJson(g_sheet.title(), shown)};
+                            }});
+    table.add("exportSheet", {"exportSheet FILE", "writes the tool's spreadsheet to FILE.csv or FILE.json", 1, 1,
+                              [](const Args& a) {
+                                  writeTable("exportSheet", g_sheet.title(), deliveredTable("exportSheet"), a[0]);
                                   return Output{};
                               }});
 }

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <fstream>
 #include <iostream>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -23,6 +24,7 @@
 #include <vantry_util/KrvExternalFunction.h>
 #include <vantry_util/KrvLogger.h>
 
+#include "Calls.h"
 #include "ProgressBar.h"
 #include "Script.h"
 #include "Shell.h"
@@ -54,6 +56,10 @@ struct Options {
     int feretCount = 0;
     bool feretVectors = false;
     std::string feretSvgFile;
+    struct Measure {
+        std::string labels, grey, group, measures, setup, csv, json;
+        int directions = 0;
+    } measure;
     std::string subcommand;
 };
 
@@ -97,8 +103,10 @@ public:
         korvane::watchFormulaRefusals();
         KrvExternalFunction::getInstance().setUpdStatusBarFunction(&printStatus);
         korvane::installProgress();
+        korvane::installResultTargets();
     }
     ~Session() {
+        korvane::removeResultTargets();
         korvane::removeProgress();
         KrvExternalFunction::getInstance().setUpdStatusBarFunction(nullptr);
         korvane::stopWatchingFormulaRefusals();
@@ -150,6 +158,19 @@ bool wantsJson(int argc, char** argv) {
     return false;
 }
 
+void defineMeasure(CLI::App& app, Options::Measure& measure) {
+    CLI::App* command = app.add_subcommand("measure", "measure the objects of a label image with a measure group");
+    command->add_option("LABELS", measure.labels, "the label image (TIFF or PNG)")->required();
+    command->add_option("--grey", measure.grey, "a grey image of the same size, for the intensity measures");
+    command->add_option("--group", measure.group, "the measure group to measure with")->required();
+    command->add_option("--measures", measure.measures,
+                        "make the group from these measures first, comma-separated (Area,Perimeter,...)");
+    command->add_option("--setup", measure.setup, "a script run first, to define user measures and groups");
+    command->add_option("--feret", measure.directions, "Length3d over N uniform directions")->check(CLI::PositiveNumber);
+    command->add_option("--csv", measure.csv, "write the table as CSV instead of printing it");
+    command->add_option("--json-table", measure.json, "write the table as JSON instead of printing it");
+}
+
 void defineCommandLine(CLI::App& app, Options& options) {
     app.name("korvane");
     app.require_subcommand(1);
@@ -175,6 +196,7 @@ void defineCommandLine(CLI::App& app, Options& options) {
     feret->add_option("--svg", options.feretSvgFile,
                       "write a picture instead: the half sphere in equal-area projection, each direction a dot "
                       "shaded by the angle to its nearest neighbour");
+    defineMeasure(app, options.measure);
 }
 
 // --help and --version print and end the run with 0; any other parse error is a usage error.
@@ -199,12 +221,36 @@ korvane::Args feretCall(const Options& options) {
     return {"feret", count};
 }
 
+// The measure subcommand as the script it stands for: load, make the group, measure, show or
+// write the table. A failing line ends it, as in a script.
+std::string measureScript(const Options::Measure& measure) {
+    std::vector<korvane::Args> lines{{"loadImage", "labels", measure.labels}};
+    if (!measure.grey.empty()) lines.push_back({"loadImage", "grey", measure.grey});
+    if (measure.directions > 0) lines.push_back({"setFeret3dMsrParams", std::to_string(measure.directions)});
+    if (!measure.measures.empty()) {
+        lines.push_back({"addMsrGrp", measure.group});
+        std::stringstream names(measure.measures);
+        for (std::string name; std::getline(names, name, ',');)
+            if (!name.empty()) lines.push_back({"addMsrToMsrGrp", measure.group, name});
+    }
+    korvane::Args run{"runCommand", "Measure", "labels=labels", "group=" + measure.group, "result=Results"};
+    if (!measure.grey.empty()) run.push_back("grey=grey");
+    lines.push_back(run);
+    // What the proxy service delivered, as a client receives it.
+    if (!measure.csv.empty()) lines.push_back({"exportSheet", measure.csv});
+    if (!measure.json.empty()) lines.push_back({"exportSheet", measure.json});
+    if (measure.csv.empty() && measure.json.empty()) lines.push_back({"showSheet"});
+    std::string script;
+    for (const korvane::Args& line : lines) script += korvane::joinQuoted(line) + '\n';
+    return script;
+}
+
 // Runs the subcommand with the suite started; the exit status.
 int runWithSuite(const Options& options) {
     const std::string& subcommand = options.subcommand;
     const int logLevel = options.logLevel.empty() ? -2 : parseKrvLogLevel(options.logLevel);
     const bool interactive = subcommand == "shell" && isatty(STDIN_FILENO);
-    const bool echo = !options.quiet && !interactive && subcommand != "feret";
+    const bool echo = !options.quiet && !interactive && subcommand != "feret" && subcommand != "measure";
     korvane::Interpreter interpreter(std::cout, std::cerr, {options.keepGoing, echo, options.json});
     const bool fromFile = subcommand == "run" && options.script != "-";
     std::ifstream scriptFile = fromFile ? openScript(options.script) : std::ifstream();
@@ -221,6 +267,14 @@ int runWithSuite(const Options& options) {
         const korvane::ShellEnd end = korvane::runShell(interpreter, options.json);
         if (end.signal != 0) return 128 + end.signal;  // as if the signal had ended it
         return checkOutput(end.failures == 0 || interactive ? 0 : kFailed);
+    }
+    if (subcommand == "measure") {
+        if (!options.measure.setup.empty()) {
+            std::ifstream setup = openScript(options.measure.setup);
+            if (interpreter.runAll(setup, options.measure.setup) > 0) return checkOutput(kFailed);
+        }
+        std::istringstream script(measureScript(options.measure));
+        return checkOutput(interpreter.runAll(script, "measure") == 0 ? 0 : kFailed);
     }
     const int failures = fromFile ? interpreter.runAll(scriptFile, options.script)
                                   : interpreter.runAll(std::cin, "<stdin>");
@@ -245,6 +299,7 @@ int main(int argc, char** argv) {
     if (options.subcommand == "run") g_arguments = {options.script};
     if (options.subcommand == "help" && !options.helpCall.empty()) g_arguments = {options.helpCall};
     if (options.subcommand == "feret") g_arguments = {std::to_string(options.feretCount)};
+    if (options.subcommand == "measure") g_arguments = {options.measure.labels};
     try {
         if (options.subcommand != "help") return runWithSuite(options);
         korvane::printHelp(std::cout, options.helpCall, options.json);

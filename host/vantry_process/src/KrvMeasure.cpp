@@ -160,6 +160,29 @@ void krvMeasureIntoTable(const KrvVoxelView& labels, const KrvVoxelView* grey, c
     krvDeliverResultTable(result);
 }
 
+namespace {
+
+template <class T>
+void widen(const KrvImage& labels, KrvImage& widened) {
+    const T* from = labels.Voxels<T>();
+    std::int32_t* to = widened.Voxels<std::int32_t>();
+    for (std::size_t i = 0, n = labels.GetVoxelCount(); i < n; ++i) to[i] = from[i];
+}
+
+}  // namespace
+
+KrvVoxelView krvLabelView(const KrvImage& labels, KrvImage& widened) {
+    const KrvVoxelType type = labels.GetType();
+    if (type != KrvVoxelType::UInt8 && type != KrvVoxelType::UInt16) return labels.View();
+    if (!widened.Allocate(labels.GetSizeX(), labels.GetSizeY(), labels.GetSizeZ(), KrvVoxelType::Int32, "label image"))
+        throw KrvBaseException("no memory for an int32 copy of the " + labels.Describe() + " label image", __FILE__,
+                               __LINE__);
+    widened.SetVoxelSize(labels.GetVoxelSize());
+    if (type == KrvVoxelType::UInt8) widen<std::uint8_t>(labels, widened);
+    else widen<std::uint16_t>(labels, widened);
+    return widened.View();
+}
+
 void krvSetResultTargets(COrlanSpreadsheet* spreadsheet, data::DictionaryPrivate* objectModel) {
     std::lock_guard<std::mutex> lock(g_targetsMutex);
     g_spreadsheet = spreadsheet;

@@ -5,6 +5,7 @@
 #include <string>
 
 #include <vantry_access_korlib/KrvMeasureObjects.h>
+#include <vantry_data/KrvImage.h>
 #include <vantry_data/KrvResultTable.h>
 #include <vantry_util/KrvExport.h>
 
@@ -27,6 +28,11 @@ VANTRY_PROCESS_EXPORT KrvResultTable krvMeasureWithGroup(const KrvVoxelView& lab
 VANTRY_PROCESS_EXPORT void krvMeasureIntoTable(const KrvVoxelView& labels, const KrvVoxelView* grey,
                                                const std::string& group, const std::string& result,
                                                const KrvMeasureStep& step = {});
+
+// The view of a label image to measure: an int32 image as it is, a uint8 or uint16 one through an
+// int32 copy made in `widened` (label files are often 8 or 16 bits); other types as they are, for
+// the measurement to refuse.
+VANTRY_PROCESS_EXPORT KrvVoxelView krvLabelView(const KrvImage& labels, KrvImage& widened);
 
 // The client's targets for result tables (either may be null; both null: none). The suite keeps
 // the pointers, the client the objects, until it registers others.

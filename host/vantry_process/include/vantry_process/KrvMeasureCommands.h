@@ -12,7 +12,8 @@
 // "grey" names a stored image, or is "none".
 template <class Call>
 void krvMeasureCommandBody(Call& call) {
-    const KrvVoxelView labels = call.Image("labels").View();
+    KrvImage widened;
+    const KrvVoxelView labels = krvLabelView(call.Image("labels"), widened);
     const std::string& greyName = call.Text("grey");
     KrvVoxelView grey;
     if (greyName != "none") {
