@@ -21,8 +21,8 @@ KORVANE = ""
 SOURCE = ""
 
 
-def korvane(*args, stdin=None, stdout=subprocess.PIPE, env=None):
-    return subprocess.run([KORVANE, *args], input=stdin, stdout=stdout, stderr=subprocess.PIPE, env=env,
+def korvane(*args, stdin=None, stdout=subprocess.PIPE, env=None, cwd=None):
+    return subprocess.run([KORVANE, *args], input=stdin, stdout=stdout, stderr=subprocess.PIPE, env=env, cwd=cwd,
                           timeout=120)
 
 
@@ -38,8 +38,8 @@ class JsonOutput(unittest.TestCase):
         with open(script("tools/korvane/korvane-json.schema.json")) as schema:
             cls.validator = jsonschema.Draft7Validator(json.load(schema))
 
-    def objects(self, *args, stdin=None, status=0):
-        run = korvane("--json", "--log-level", "Off", *args, stdin=stdin)
+    def objects(self, *args, stdin=None, status=0, cwd=None):
+        run = korvane("--json", "--log-level", "Off", *args, stdin=stdin, cwd=cwd)
         self.assertEqual(run.returncode, status, run.stderr)
         lines = run.stdout.split(b"\n")
         self.assertEqual(lines[-1], b"", "the output ends with a newline")
@@ -53,7 +53,7 @@ class JsonOutput(unittest.TestCase):
         return objects
 
     def test_every_subcommand_prints_schema_objects(self):
-        tour = self.objects("run", script("examples/tour.krv"))
+        tour = self.objects("run", "examples/tour.krv", cwd=SOURCE)  # its image is examples/data/shapes.png
         self.assertGreater(len(tour), 100)
         self.assertIn({"version": 1, "type": "status", "line": 15, "text": "Measuring 3 objects"}, tour)
         self.assertTrue(all(o["ok"] for o in tour if o["type"] == "call"))
