@@ -21,8 +21,21 @@ using Args = std::vector<KrvCommandArgument>;
 
 namespace {
 
-// The commands whose bodies come from measurement and from the client objects' commands.
-const std::set<std::string> kOtherBodies = {"UserFilter", "MorphoLut", "ApplyLut", "Measure", "SieveClasses", "Contours"};
+// The commands that make a table or fill a segment object instead of an image.
+const std::set<std::string> kNoImageOut = {"Histogram", "Measure", "SieveClasses", "Contours", "HoughLines"};
+
+// The stored object or image each kind of parameter names in the catalogue run.
+std::string objectFor(const std::string& command, const std::string& param) {
+    if (param == "filter") return "f";
+    if (param == "inputs" || param == "first" || param == "second") return "grey";
+    if (param == "lut") return command == "MorphoLut" ? "m" : "p";
+    if (param == "labels") return "labels";
+    if (param == "group") return "g";
+    if (param == "sieve") return "s";
+    if (param == "segment") return "lines";
+    if (param == "width" || param == "height") return "4";
+    return {};
+}
 
 std::vector<std::string> g_progress;
 bool g_keepGoing = true;
@@ -151,27 +164,39 @@ TEST_F(CommandRunTest, EveryImageCommandOfTheCatalogueRuns) {
     ASSERT_TRUE(krvRunCommand("HoughLines", {{"input", "mask"}, {"segment", "lines"}, {"threshold", "6"}}));
     EXPECT_GT(CDatSegHandler::m_pInstance->FindObj(CKrvString("lines"))->GetNbChains(), 0);
 
+    // The client's objects for the commands that use them.
+    ASSERT_TRUE(createFilter("f", "I1 * 2"));
+    ASSERT_TRUE(createLut("p", std::vector<int>(256, 7)));
+    std::vector<int> morpho(512);
+    for (int index = 0; index < 512; ++index) morpho[static_cast<std::size_t>(index)] = (index >> 4) & 1;  // identity
+    ASSERT_TRUE(createMorphoLut("m", morpho.data(), 512, 1, 0));
+    addMsrGrp("g");
+    ASSERT_TRUE(addMsrToMsrGrp("g", "Area"));
+    ASSERT_TRUE(createSieve("s", {10.0f}));
+
     int ran = 0;
     for (const std::string& name : getCmdNameColl()) {
-        if (kOtherBodies.count(name) || name == "HoughLines") continue;
         SCOPED_TRACE(name);
         Args args;
         for (const CProCmdParam& p : getCmdInfo(name)->GetParams()) {
             const std::string param = p.name;
             if (param == "output") args.push_back({param, name + "Out"});
             else if (param == "input") args.push_back({param, name == "Threshold" || name == "AutoThreshold" ? "grey" : "mask"});
-            else if (param == "first" || param == "second") args.push_back({param, "grey"});
-            else if (param == "width" || param == "height") args.push_back({param, "4"});
+            else if (!objectFor(name, param).empty()) args.push_back({param, objectFor(name, param)});
         }
         EXPECT_TRUE(krvRunCommand(name, args));
-        if (name != "Histogram") {
+        if (!kNoImageOut.count(name)) {
             const CDatImg* made = store->FindObj(CKrvString(name + "Out"));
             ASSERT_NE(made, nullptr);
             EXPECT_FALSE(made->GetImage().IsEmpty());
         }
         ++ran;
     }
-    EXPECT_EQ(ran, 28);
+    EXPECT_EQ(ran, 35);  // every command of the catalogue
+    EXPECT_EQ(KrvResultTables::Find("Results")->columns[1], (std::vector<double>{9, 9}));  // 6 x 6 pixels of 0.5 x 0.5
+    EXPECT_EQ(KrvResultTables::Find("ClassesCounts")->columns[3], (std::vector<double>{2, 0}));
+    EXPECT_EQ(store->FindObj(CKrvString("ApplyLutOut"))->GetImage().At<std::uint8_t>(0, 0), 7);
+    EXPECT_EQ(store->FindObj(CKrvString("UserFilterOut"))->GetImage().At<float>(5, 7), 400.0f);
     const KrvImage& rotated = store->FindObj(CKrvString("Rotate90Out"))->GetImage();
     EXPECT_EQ(rotated.GetSizeX(), 16);
     EXPECT_EQ(store->FindObj(CKrvString("ResampleOut"))->GetImage().GetVoxelSize().x, 1.0);

@@ -62,7 +62,7 @@ class JsonOutput(unittest.TestCase):
         self.assertEqual(self.objects("help", "getSieveList")[0]["fails"], "never")
         commands = self.objects("commands")
         median = next(o for o in commands if o["name"] == "Median")
-        self.assertEqual(median["parameters"][2], {"name": "size", "type": "int", "default": "3"})
+        self.assertEqual(median["parameters"][2], {"name": "size", "type": "int", "default": "3", "allowed": "1 to 31"})
         feret = self.objects("feret", "3")[0]["result"]
         self.assertEqual(feret["directions"], [[90, 0], [90, 90], [0, 0]])
         self.assertAlmostEqual(feret["kappa"], 3 * (1 - 3 ** -0.5), places=12)

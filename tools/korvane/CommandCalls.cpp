@@ -1,4 +1,6 @@
 // Calls of the command catalogue and of the suite's progress reporting.
+#include <cmath>
+#include <limits>
 #include <ostream>
 
 #include <KorvaneAPI/Commands.h>
@@ -14,12 +16,25 @@ namespace korvane {
 
 namespace {
 
-// "name (type, default value)" per parameter.
+bool bounded(double limit) { return std::fabs(limit) < std::numeric_limits<double>::max(); }
+
+// What a parameter may hold beyond its type: "one of otsu|isodata", "1 to 31", "from -1".
+std::string allowed(const CProCmdParam& p) {
+    if (p.choices != nullptr) return std::string("one of ") + p.choices;
+    if (bounded(p.minimum) && bounded(p.maximum)) return shortest(p.minimum) + " to " + shortest(p.maximum);
+    if (bounded(p.minimum)) return "from " + shortest(p.minimum);
+    if (bounded(p.maximum)) return "up to " + shortest(p.maximum);
+    return {};
+}
+
+// "name (type, default value, allowed values)" per parameter.
 std::string parameters(const CProCmd& command) {
     std::string text;
     for (const CProCmdParam& p : command.GetParams()) {
         if (!text.empty()) text += ", ";
-        text += std::string(p.name) + " (" + p.type + (*p.defaultValue ? std::string(", ") + p.defaultValue : "") + ")";
+        const std::string range = allowed(p);
+        text += std::string(p.name) + " (" + p.type + (*p.defaultValue ? std::string(", ") + p.defaultValue : "") +
+                (range.empty() ? "" : "; " + range) + ")";
     }
     return text;
 }
@@ -30,6 +45,7 @@ Json commandRecord(const CProCmd& command) {
     for (const CProCmdParam& p : command.GetParams()) {
         Json param{{"name", p.name}, {"type", p.type}};
         if (*p.defaultValue) param["default"] = p.defaultValue;
+        if (!allowed(p).empty()) param["allowed"] = allowed(p);
         params.push_back(std::move(param));
     }
     return {{"name", command.GetName().m_str},
