@@ -17,12 +17,12 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
-#include <numeric>
 #include <random>
 #include <string>
 #include <vector>
 
 #include <vantry_access_korlib/IpMeasure.h>
+#include <vantry_access_korlib/KrvKernels.h>
 #include <vantry_access_korlib/KrvMeasureObjects.h>
 
 namespace {
@@ -71,81 +71,6 @@ void makeVolume(std::vector<std::uint8_t>& mask, std::vector<std::uint8_t>& grey
                     }
     }
 }
-
-// 6-connected labelling by runs: each row's runs of foreground join the overlapping runs of the
-// row before and of the same row in the plane before (union-find), then the runs are written with
-// their component's number, in order of first appearance.
-class RunLabeller {
-public:
-    void label(const std::vector<std::uint8_t>& mask, std::vector<std::int32_t>& labels) {
-        runs.clear();
-        rowStart.assign(std::size_t(kSide) * kSide + 1, 0);
-        for (int row = 0; row < kSide * kSide; ++row) {
-            rowStart[row] = runs.size();
-            const std::uint8_t* m = mask.data() + std::size_t(row) * kSide;
-            for (int x = 0; x < kSide;) {
-                std::uint64_t eight;  // background is skipped eight voxels at a time
-                if (x + 8 <= kSide && (std::memcpy(&eight, m + x, 8), eight == 0)) {
-                    x += 8;
-                    continue;
-                }
-                if (!m[x]) {
-                    ++x;
-                    continue;
-                }
-                const int x0 = x;
-                while (x < kSide && m[x]) ++x;
-                runs.push_back({x0, x - 1});
-            }
-        }
-        rowStart.back() = runs.size();
-        parent.resize(runs.size());
-        std::iota(parent.begin(), parent.end(), 0u);
-        for (int row = 0; row < kSide * kSide; ++row) {
-            if (row % kSide != 0) join(row, row - 1);
-            if (row >= kSide) join(row, row - kSide);
-        }
-        std::vector<std::int32_t> number(runs.size(), 0);
-        std::int32_t next = 0;
-        for (int row = 0; row < kSide * kSide; ++row) {  // each voxel written once: runs and the gaps
-            std::int32_t* out = labels.data() + std::size_t(row) * kSide;
-            int x = 0;
-            for (std::size_t r = rowStart[row]; r < rowStart[row + 1]; ++r) {
-                std::int32_t& n = number[find(std::uint32_t(r))];
-                if (n == 0) n = ++next;
-                std::fill(out + x, out + runs[r].x0, 0);
-                std::fill(out + runs[r].x0, out + runs[r].x1 + 1, n);
-                x = runs[r].x1 + 1;
-            }
-            std::fill(out + x, out + kSide, 0);
-        }
-        count = next;
-    }
-    int count = 0;
-
-private:
-    struct Run {
-        int x0, x1;
-    };
-    std::uint32_t find(std::uint32_t r) {
-        while (parent[r] != r) r = parent[r] = parent[parent[r]];
-        return r;
-    }
-    void join(int row, int other) {
-        std::size_t a = rowStart[row], b = rowStart[other];
-        while (a < rowStart[row + 1] && b < rowStart[other + 1]) {
-            if (runs[a].x1 >= runs[b].x0 && runs[b].x1 >= runs[a].x0) {
-                const std::uint32_t ra = find(std::uint32_t(a)), rb = find(std::uint32_t(b));
-                if (ra != rb) parent[std::max(ra, rb)] = std::min(ra, rb);
-            }
-            if (runs[a].x1 < runs[b].x1) ++a;
-            else ++b;
-        }
-    }
-    std::vector<Run> runs;
-    std::vector<std::size_t> rowStart;
-    std::vector<std::uint32_t> parent;
-};
 
 // The baseline: one pass that reads what measuring reads, the labels and the grey volume.
 double volumePass(const std::vector<std::int32_t>& labels, const std::vector<std::uint8_t>& grey) {
@@ -205,10 +130,10 @@ int main(int argc, char** argv) {
     const KrvVoxelView greyView{grey.data(), kSide, kSide, kSide, KrvVoxelType::UInt8, {}};
     const std::vector<std::string> names = {"Volume3d",      "CentroidX",     "CentroidY",     "CentroidZ",
                                             "BoundingBoxDx", "BoundingBoxDy", "BoundingBoxDz", "MeanIntensity"};
-    RunLabeller labeller;
+    const KrvVoxelView maskView{mask.data(), kSide, kSide, kSide, KrvVoxelType::UInt8, {}};
     std::size_t objects = 0;
     const double labelAndMeasure = best(3, [&] {
-        labeller.label(mask, labels);
+        KrvKernels::Label(maskView, labelView, 6);  // the Label command's kernel
         objects = krvMeasureObjects(labelView, &greyView, names, {}).labels.size();
     });
     const double measureAlone = best(3, [&] { krvMeasureObjects(labelView, &greyView, names, {}); });

@@ -1,38 +1,19 @@
 // Thresholds, connected-component labelling, the distance transform and the watershed.
 #include <queue>
 
-#include <vigra/multi_array.hxx>
-#include <vigra/multi_labeling.hxx>
-
 #include <vantry_access_korlib/KrvKernels.h>
 
 #include "KrvKernelSupport.h"
+#include "KrvRunLabels.h"
 
 using namespace KrvKernelSupport;
 
 namespace {
 
-// VIGRA's labelling numbers objects in scan order, as the suite does, and measured twice as fast
-// as the suite's own union-find (docs/libraries.md).
-template <unsigned N>
-std::int32_t labelWithVigra(const std::vector<std::uint8_t>& mask, const KrvVoxelView& v, std::int32_t* labels,
-                            bool full) {
-    vigra::TinyVector<vigra::MultiArrayIndex, N> shape;
-    shape[0] = v.nx;
-    shape[1] = v.ny;
-    if constexpr (N == 3) shape[2] = v.nz;
-    const vigra::MultiArrayView<N, std::uint8_t> in(shape, const_cast<std::uint8_t*>(mask.data()));
-    vigra::MultiArrayView<N, std::int32_t> out(shape, labels);
-    const auto count = vigra::labelMultiArrayWithBackground(
-        in, out, full ? vigra::IndirectNeighborhood : vigra::DirectNeighborhood, std::uint8_t{0});
-    return count;
-}
-
 std::int32_t labelMask(const std::vector<std::uint8_t>& mask, const KrvVoxelView& v, std::int32_t* labels, bool full,
                        const KrvKernelProgress& progress) {
     Passes passes(progress, 1);
-    const std::int32_t count =
-        v.Is3D() ? labelWithVigra<3>(mask, v, labels, full) : labelWithVigra<2>(mask, v, labels, full);
+    const std::int32_t count = KrvRunLabels::label(mask, v.nx, v.ny, v.nz, full, labels);
     passes.done();
     return count;
 }
