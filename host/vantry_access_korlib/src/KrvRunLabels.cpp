@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstring>
 #include <numeric>
+#include <vector>
 
 namespace KrvRunLabels {
 
@@ -18,7 +19,7 @@ struct Run {
 
 class Labeller {
 public:
-    Labeller(const std::vector<std::uint8_t>& mask, int nx, int ny, int nz)
+    Labeller(const std::uint8_t* mask, int nx, int ny, int nz)
         : m_mask(mask), m_nx(nx), m_ny(ny), m_rows(static_cast<std::size_t>(ny) * static_cast<std::size_t>(nz)) {
         findRuns();
         m_parent.resize(m_runs.size());
@@ -67,7 +68,7 @@ private:
         m_rowStart.assign(m_rows + 1, 0);
         for (std::size_t row = 0; row < m_rows; ++row) {
             m_rowStart[row] = m_runs.size();
-            const std::uint8_t* m = m_mask.data() + row * static_cast<std::size_t>(m_nx);
+            const std::uint8_t* m = m_mask + row * static_cast<std::size_t>(m_nx);
             for (int x = 0; x < m_nx;) {
                 std::uint64_t eight = 0;
                 if (x + 8 <= m_nx && (std::memcpy(&eight, m + x, 8), eight == 0)) {
@@ -105,7 +106,7 @@ private:
         }
     }
 
-    const std::vector<std::uint8_t>& m_mask;
+    const std::uint8_t* m_mask;
     int m_nx, m_ny;
     std::size_t m_rows;
     std::vector<Run> m_runs;
@@ -115,7 +116,7 @@ private:
 
 }  // namespace
 
-std::int32_t label(const std::vector<std::uint8_t>& mask, int nx, int ny, int nz, bool full, std::int32_t* labels) {
+std::int32_t label(const std::uint8_t* mask, int nx, int ny, int nz, bool full, std::int32_t* labels) {
     Labeller labeller(mask, nx, ny, nz);
     labeller.joinNeighbours(full, nz > 1);
     return labeller.write(labels);

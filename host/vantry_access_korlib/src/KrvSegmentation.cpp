@@ -10,7 +10,7 @@ using namespace KrvKernelSupport;
 
 namespace {
 
-std::int32_t labelMask(const std::vector<std::uint8_t>& mask, const KrvVoxelView& v, std::int32_t* labels, bool full,
+std::int32_t labelMask(const std::uint8_t* mask, const KrvVoxelView& v, std::int32_t* labels, bool full,
                        const KrvKernelProgress& progress) {
     Passes passes(progress, 1);
     const std::int32_t count = KrvRunLabels::label(mask, v.nx, v.ny, v.nz, full, labels);
@@ -91,7 +91,7 @@ std::int32_t seedsOf(const std::vector<double>& distance, const KrvVoxelView& v,
                         peak = false;
                 peaks[i] = peak ? 1 : 0;
             }
-    return labelMask(peaks, v, labels, full, progress);
+    return labelMask(peaks.data(), v, labels, full, progress);
 }
 
 // A voxel waiting in the flood; it took its label when it was queued, so that each voxel is
@@ -174,7 +174,10 @@ double AutoThresholdValue(const KrvVoxelView& in, KrvThresholdMethod method) {
 std::int32_t Label(const KrvVoxelView& in, const KrvVoxelView& out, int connectivity, const KrvKernelProgress& progress) {
     requireSameGrid(in, out);
     requireType(out, KrvVoxelType::Int32, "output");
-    return labelMask(foregroundMask(in), in, out.As<std::int32_t>(), fullNeighbourhood(connectivity), progress);
+    const bool full = fullNeighbourhood(connectivity);
+    // A uint8 image is its own mask (non-zero is foreground): no copy of the volume first.
+    if (in.type == KrvVoxelType::UInt8) return labelMask(in.As<std::uint8_t>(), in, out.As<std::int32_t>(), full, progress);
+    return labelMask(foregroundMask(in).data(), in, out.As<std::int32_t>(), full, progress);
 }
 
 void RemoveSmall(const KrvVoxelView& in, const KrvVoxelView& out, long minimum, int connectivity,
@@ -185,7 +188,7 @@ void RemoveSmall(const KrvVoxelView& in, const KrvVoxelView& out, long minimum, 
     if (in.type == KrvVoxelType::Int32) {
         std::copy(in.As<std::int32_t>(), in.As<std::int32_t>() + in.Count(), labels.begin());
     } else {
-        labelMask(foregroundMask(in), in, labels.data(), fullNeighbourhood(connectivity), progress);
+        labelMask(foregroundMask(in).data(), in, labels.data(), fullNeighbourhood(connectivity), progress);
     }
     std::vector<long> sizes;
     for (const std::int32_t label : labels) {
