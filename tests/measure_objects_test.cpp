@@ -527,9 +527,13 @@ struct FakeCall {
     std::map<std::string, std::string> text;
     const KrvImage* labels;
     std::vector<std::pair<long, long>> steps;
+    long stopAt = 0;  // the step at which the client asks the command to stop (0: never)
     const KrvImage& Image(const char*) const { return *labels; }
     const std::string& Text(const char* param) const { return text.at(param); }
-    void Step(const char*, long done, long total) { steps.emplace_back(done, total); }
+    void Step(const char*, long done, long total) {
+        steps.emplace_back(done, total);
+        if (done == stopAt) throw KrvCommandStopped{};
+    }
 };
 
 TEST_F(MeasureGroupTest, MeasureCommandBodyReadsItsParametersAndReportsProgress) {
@@ -538,7 +542,7 @@ TEST_F(MeasureGroupTest, MeasureCommandBodyReadsItsParametersAndReportsProgress)
     std::copy(grid.labels.begin(), grid.labels.end(), labels.Voxels<std::int32_t>());
     ASSERT_TRUE(handler->AddUsrMsr(CKrvString("Brightest"))->initIpFunction("MaxIntensity"));
     group("g", {"Area", "Brightest"});
-    FakeCall call{{{"group", "g"}, {"result", "out"}, {"grey", "none"}}, &labels, {}};
+    FakeCall call{{{"group", "g"}, {"result", "out"}, {"grey", "none"}}, &labels, {}, 0};
     EXPECT_THROW(krvMeasureCommandBody(call), KrvBaseException);  // MaxIntensity without a grey image
     EXPECT_EQ(KrvResultTables::Find("out"), nullptr);
     call.text["grey"] = "nowhere";
@@ -553,10 +557,14 @@ TEST_F(MeasureGroupTest, MeasureCommandBodyReadsItsParametersAndReportsProgress)
     EXPECT_EQ(out->columns[2], (std::vector<double>{200, 0}));
     ASSERT_FALSE(call.steps.empty());
     EXPECT_EQ(call.steps.back(), (std::pair<long, long>{6, 6}));  // one step per row of a plane
+    KrvResultTables::Remove("out");
+    call.stopAt = 3;  // stopped midway: nothing stored
+    EXPECT_THROW(krvMeasureCommandBody(call), KrvCommandStopped);
+    EXPECT_EQ(KrvResultTables::Find("out"), nullptr);
 
     KrvResultTables::Store("r", {{"label", "Area"}, {{1}, {3}}});
     CDatTamiHandler::m_pInstance->AddTami("s")->SetData(std::vector<float>{1.f}.data(), 1);
-    FakeCall sieve{{{"table", "r"}, {"measure", "Area"}, {"sieve", "s"}, {"result", "c"}}, nullptr, {}};
+    FakeCall sieve{{{"table", "r"}, {"measure", "Area"}, {"sieve", "s"}, {"result", "c"}}, nullptr, {}, 0};
     krvSieveClassesCommandBody(sieve);
     ASSERT_NE(KrvResultTables::Find("c"), nullptr);
     EXPECT_EQ(KrvResultTables::Find("c")->columns[2], (std::vector<double>{1}));
