@@ -133,6 +133,9 @@ TEST(MeasureObjectsTest, PlaneBoxesAndRingsHaveTheirExactValues) {
     EXPECT_THROW(krvMeasureObjects(volume.view(), nullptr, {"Perimeter"}, {}), KrvBaseException);
     EXPECT_THROW(krvMeasureObjects(g.view(), nullptr, {"MeanIntensity"}, {}), KrvBaseException);
     EXPECT_THROW(krvMeasureObjects(g.view(), nullptr, {"Girth"}, {}), KrvBaseException);
+    EXPECT_THROW(krvMeasureObjects(grey, nullptr, {"Area"}, {}), KrvBaseException);  // float labels
+    const KrvVoxelView otherGrid{g.grey.data(), 10, 12, 1, KrvVoxelType::Float32, {}};
+    EXPECT_THROW(krvMeasureObjects(g.view(), &otherGrid, {"MeanIntensity"}, {}), KrvBaseException);
     g.at(0, 0) = -2;
     try {
         krvMeasureObjects(g.view(), nullptr, {"Area"}, {});
@@ -154,6 +157,18 @@ TEST(MeasureObjectsTest, DiscsBallsAndEllipsoidsComeCloseToTheirContinuousValues
     EXPECT_NEAR(column(d, "Perimeter")[0] / (2 * kPi * 20), 1.0, 0.02);
     EXPECT_NEAR(column(d, "Compactness")[0], 1.0, 0.04);
     EXPECT_NEAR(column(d, "Roughness")[0], 1.0, 0.03);
+    Grid tall{60, 30, 1, {1.0, 2.0, 1.0}};  // the same disc on pixels twice as high as wide
+    tall.draw(1, [](double x, double y, double) { return std::hypot(x - 30, y - 29) <= 20; });
+    const KrvObjectMeasures t = krvMeasureObjects(tall.view(), nullptr, {"Perimeter"}, {});
+    EXPECT_NEAR(column(t, "Perimeter")[0] / (2 * kPi * 20), 1.0, 0.03);
+    // Bars along the axes tell the directions' shares apart (on the disc they average out): a
+    // one-pixel bar's Crofton perimeter is 7 to 8% short (no line of its own direction meets it).
+    Grid bars{42, 42, 1, {1.0, 2.0, 1.0}};
+    bars.draw(1, [](double x, double y, double) { return y == 0 && x < 40; });  // 40 x 2
+    bars.draw(2, [](double x, double y, double) { return x == 41 && y >= 4; });  // 1 x 76
+    const KrvObjectMeasures r = krvMeasureObjects(bars.view(), nullptr, {"Perimeter"}, {});
+    EXPECT_NEAR(column(r, "Perimeter")[0] / (2 * (40 + 2)), 0.92, 0.03);
+    EXPECT_NEAR(column(r, "Perimeter")[1] / (2 * (1 + 76)), 0.92, 0.03);
 
     Grid ball{48, 48, 48, {1.0, 1.0, 1.0}};
     ball.draw(1, [](double x, double y, double z) { return std::hypot(x - 24, y - 23.6, z - 24.3) <= 18; });
@@ -442,6 +457,14 @@ TEST_F(MeasureGroupTest, MeasuresUseTheCurrentParameters) {
     t = krvMeasureWithGroup(grid.view(), nullptr, "g");
     EXPECT_DOUBLE_EQ(t.columns[1][0], 1.0);  // along y: the box's height
     EXPECT_DOUBLE_EQ(t.columns[1][1], 2.0);
+
+    float direction[] = {90.f, 0.f};  // polar angle 90, azimuth 0: the x axis alone
+    info.nbParams = 2;
+    ASSERT_EQ(IpIndSetMsrInfo("Length3d", &info, direction), 0);
+    group("g3", {"Length3d", "BoundingBoxDx"});
+    t = krvMeasureWithGroup(grid.view(), nullptr, "g3");
+    EXPECT_NEAR(t.columns[1][1], t.columns[2][1], 1e-12);
+    EXPECT_NEAR(t.columns[1][1], 6.0, 1e-12);
 }
 
 TEST_F(MeasureGroupTest, DeliveryNamesTheTargetsThenTheTableThroughTheProxy) {
@@ -504,9 +527,13 @@ struct FakeCall {
     std::map<std::string, std::string> text;
     const KrvImage* labels;
     std::vector<std::pair<long, long>> steps;
+    long stopAt = 0;  // the step at which the client asks the command to stop (0: never)
     const KrvImage& Image(const char*) const { return *labels; }
     const std::string& Text(const char* param) const { return text.at(param); }
-    void Step(const char*, long done, long total) { steps.emplace_back(done, total); }
+    void Step(const char*, long done, long total) {
+        steps.emplace_back(done, total);
+        if (done == stopAt) throw KrvCommandStopped{};
+    }
 };
 
 TEST_F(MeasureGroupTest, MeasureCommandBodyReadsItsParametersAndReportsProgress) {
@@ -515,7 +542,7 @@ TEST_F(MeasureGroupTest, MeasureCommandBodyReadsItsParametersAndReportsProgress)
     std::copy(grid.labels.begin(), grid.labels.end(), labels.Voxels<std::int32_t>());
     ASSERT_TRUE(handler->AddUsrMsr(CKrvString("Brightest"))->initIpFunction("MaxIntensity"));
     group("g", {"Area", "Brightest"});
-    FakeCall call{{{"group", "g"}, {"result", "out"}, {"grey", "none"}}, &labels, {}};
+    FakeCall call{{{"group", "g"}, {"result", "out"}, {"grey", "none"}}, &labels, {}, 0};
     EXPECT_THROW(krvMeasureCommandBody(call), KrvBaseException);  // MaxIntensity without a grey image
     EXPECT_EQ(KrvResultTables::Find("out"), nullptr);
     call.text["grey"] = "nowhere";
@@ -530,10 +557,14 @@ TEST_F(MeasureGroupTest, MeasureCommandBodyReadsItsParametersAndReportsProgress)
     EXPECT_EQ(out->columns[2], (std::vector<double>{200, 0}));
     ASSERT_FALSE(call.steps.empty());
     EXPECT_EQ(call.steps.back(), (std::pair<long, long>{6, 6}));  // one step per row of a plane
+    KrvResultTables::Remove("out");
+    call.stopAt = 3;  // stopped midway: nothing stored
+    EXPECT_THROW(krvMeasureCommandBody(call), KrvCommandStopped);
+    EXPECT_EQ(KrvResultTables::Find("out"), nullptr);
 
     KrvResultTables::Store("r", {{"label", "Area"}, {{1}, {3}}});
     CDatTamiHandler::m_pInstance->AddTami("s")->SetData(std::vector<float>{1.f}.data(), 1);
-    FakeCall sieve{{{"table", "r"}, {"measure", "Area"}, {"sieve", "s"}, {"result", "c"}}, nullptr, {}};
+    FakeCall sieve{{{"table", "r"}, {"measure", "Area"}, {"sieve", "s"}, {"result", "c"}}, nullptr, {}, 0};
     krvSieveClassesCommandBody(sieve);
     ASSERT_NE(KrvResultTables::Find("c"), nullptr);
     EXPECT_EQ(KrvResultTables::Find("c")->columns[2], (std::vector<double>{1}));

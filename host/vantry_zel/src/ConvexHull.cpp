@@ -56,7 +56,7 @@ double polygonPerimeter(const std::vector<Point2>& hull) {
     double length = 0.0;
     for (std::size_t i = 0, n = hull.size(); i < n; ++i)
         length += std::hypot(hull[(i + 1) % n].x - hull[i].x, hull[(i + 1) % n].y - hull[i].y);
-    return hull.size() == 2 ? length / 2.0 : length;  // a segment's outline runs there and back
+    return length;  // a segment's outline runs there and back
 }
 
 // Hulls of measured objects have some hundreds of vertices at most: the quadratic scans are
