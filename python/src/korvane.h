@@ -1,0 +1,35 @@
+// What the parts of the Python module share: the errors it raises itself and the check that a
+// session runs before any call reaches the suite.
+#pragma once
+#include <stdexcept>
+#include <string>
+
+#include <pybind11/pybind11.h>
+
+namespace korvane_py {
+
+namespace py = pybind11;
+
+// A misuse the module finds before calling the library; raised as korvane.Error without file
+// and line.
+class ModuleError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+void bindErrors(py::module_& module);
+void bindSession(py::module_& module);
+
+// Throws ModuleError unless a session runs: a stopped suite is never called.
+void requireSession();
+
+// A function of the library that needs a running session, as a callable for py::module_::def.
+template <class Result, class... Args>
+auto inSession(Result (*function)(Args...)) {
+    return [function](Args... args) -> Result {
+        requireSession();
+        return function(std::forward<Args>(args)...);
+    };
+}
+
+}  // namespace korvane_py

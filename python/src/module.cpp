@@ -1,0 +1,8 @@
+// The Python module korvane: the library's exported functions with Python types.
+#include "korvane.h"
+
+PYBIND11_MODULE(korvane, module) {
+    module.doc() = "Drive the Korvane image-analysis suite: `with korvane.session(): ...`";
+    korvane_py::bindErrors(module);
+    korvane_py::bindSession(module);
+}
