@@ -19,6 +19,8 @@ public:
 
 void bindErrors(py::module_& module);
 void bindSession(py::module_& module);
+void bindObjects(py::module_& module);
+void bindMeasuresAndCommands(py::module_& module);
 
 // Throws ModuleError unless a session runs: a stopped suite is never called.
 void requireSession();

@@ -5,4 +5,6 @@ PYBIND11_MODULE(korvane, module) {
     module.doc() = "Drive the Korvane image-analysis suite: `with korvane.session(): ...`";
     korvane_py::bindErrors(module);
     korvane_py::bindSession(module);
+    korvane_py::bindObjects(module);
+    korvane_py::bindMeasuresAndCommands(module);
 }

@@ -20,7 +20,7 @@ def test_session_starts_and_ends_the_suite(settings):
 
 
 def test_outside_a_session_nothing_reaches_the_suite():
-    for call in (korvane.getExtraMemUsage, korvane.endKorvaneAPI):
+    for call in (korvane.getLutList, korvane.endKorvaneAPI, lambda: korvane.createSieve("s", [1.0])):
         with pytest.raises(korvane.Error, match="no session is running") as raised:
             call()
         assert raised.value.file is None and raised.value.line is None
