@@ -21,6 +21,7 @@ void bindErrors(py::module_& module);
 void bindSession(py::module_& module);
 void bindObjects(py::module_& module);
 void bindMeasuresAndCommands(py::module_& module);
+void bindCallbacks(py::module_& module);
 
 // Throws ModuleError unless a session runs: a stopped suite is never called.
 void requireSession();

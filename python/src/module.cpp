@@ -7,4 +7,5 @@ PYBIND11_MODULE(korvane, module) {
     korvane_py::bindSession(module);
     korvane_py::bindObjects(module);
     korvane_py::bindMeasuresAndCommands(module);
+    korvane_py::bindCallbacks(module);
 }
