@@ -83,7 +83,7 @@ void forgetCallables() {
 // rings appended (fewer when the flush callback stopped the work); -1 for an unknown object.
 int appendRings(const std::string& name, int rings, int sides, float cx, float cy, float spacing) {
     requireSession();
-    py::gil_scoped_release released;
+    const LongWork work;
     CDatSeg* segment = CDatSegHandler::m_pInstance->FindObj(CKrvString(name));
     return segment ? segment->AppendRings(rings, sides, cx, cy, spacing) : -1;
 }

@@ -1,6 +1,7 @@
 // What the parts of the Python module share: the errors it raises itself and the check that a
 // session runs before any call reaches the suite.
 #pragma once
+#include <optional>
 #include <stdexcept>
 #include <string>
 
@@ -25,6 +26,19 @@ void bindCallbacks(py::module_& module);
 
 // Throws ModuleError unless a session runs: a stopped suite is never called.
 void requireSession();
+
+// Long work in the suite: runs with the GIL released, so that other Python threads (and the
+// callbacks) run meanwhile, and keeps the session from ending under it. Made after requireSession.
+class LongWork {
+public:
+    LongWork();
+    ~LongWork();
+    LongWork(const LongWork&) = delete;
+    LongWork& operator=(const LongWork&) = delete;
+
+private:
+    std::optional<py::gil_scoped_release> m_released;
+};
 
 // A function of the library that needs a running session, as a callable for py::module_::def.
 template <class Result, class... Args>

@@ -59,7 +59,7 @@ std::optional<py::object> commandInfo(const std::string& name) {
 py::array_t<float> feret3dAngles(int n) {
     std::vector<float> angles;
     {
-        py::gil_scoped_release released;  // long work: the progress callback takes the GIL again
+        const LongWork work;  // the progress callback takes the GIL again
         angles = getUniformFeret3dAngles(n);
     }
     py::array_t<float> flat = toArray(angles);
@@ -97,7 +97,7 @@ void bindMeasures(py::module_& m) {
           "n directions over the half sphere in degrees, a float32 array of shape (2, count): the polar angles, "
           "then the azimuths. Raises korvane.Error for n < 1.");
     m.def("setFeret3dMsrParams", inSession(+[](int n) {
-              py::gil_scoped_release released;
+              const LongWork work;
               return setFeret3dMsrParams(n);
           }),
           py::arg("n"), "Makes n uniform directions the parameters of Length3d.");

@@ -1,7 +1,7 @@
 // The suite's start and end: `with korvane.session(settings):`, or initKorvaneAPI and
 // endKorvaneAPI by name. The module keeps whether a session runs, so that no function reaches a
 // stopped suite.
-#include <optional>
+#include <atomic>
 
 #include <KorvaneAPI/Core.h>
 
@@ -12,6 +12,7 @@ namespace korvane_py {
 namespace {
 
 bool sessionRunning = false;
+std::atomic<int> longWorks{0};
 
 // None, a str or an os.PathLike: the settings folder, or none.
 std::optional<std::string> settingsPath(const py::object& settings) {
@@ -33,6 +34,7 @@ void start(const py::object& settings) {
 
 void end() {
     requireSession();
+    if (longWorks > 0) throw ModuleError("korvane: the session can't end while work runs in another thread");
     sessionRunning = false;
     endKorvaneAPI();
 }
@@ -54,6 +56,16 @@ private:
 void requireSession() {
     if (!sessionRunning)
         throw ModuleError("korvane: no session is running; call the library inside `with korvane.session():`");
+}
+
+LongWork::LongWork() {
+    ++longWorks;
+    m_released.emplace();
+}
+
+LongWork::~LongWork() {
+    m_released.reset();
+    --longWorks;
 }
 
 void bindSession(py::module_& module) {

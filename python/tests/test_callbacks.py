@@ -70,6 +70,8 @@ def test_another_thread_cancels_the_running_work(rings):
     worker.start()
     assert started.wait(10)
     assert korvane.getNbChain(rings) >= 0  # the module stays usable while the work runs
+    with pytest.raises(korvane.Error, match="while work runs"):
+        korvane.endKorvaneAPI()
     cancel.set()
     worker.join(10)
     assert not worker.is_alive() and appended[0] < 1000 and korvane.getNbChain(rings) == appended[0]
