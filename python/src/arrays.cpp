@@ -8,8 +8,6 @@ namespace korvane_py {
 
 namespace {
 
-std::string describe(const py::handle& object) { return py::str(object).cast<std::string>(); }
-
 py::array oneDimensional(const py::object& values, const char* what) {
     py::array array = py::module_::import("numpy").attr("asarray")(values);
     if (array.ndim() != 1)

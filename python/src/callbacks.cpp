@@ -67,7 +67,7 @@ void setCallable(py::object Callables::*slot, const py::object& callable, void (
     requireSession();
     if (!callable.is_none() && !PyCallable_Check(callable.ptr()))
         throw py::type_error("a callback must be callable or None, not " +
-                             py::str(py::type::handle_of(callable)).cast<std::string>());
+                             describe(py::type::handle_of(callable)));
     callables->*slot = callable;
     install(hook);
 }

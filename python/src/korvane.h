@@ -18,11 +18,15 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+// str(object), for messages.
+inline std::string describe(const py::handle& object) { return py::str(object).cast<std::string>(); }
+
 void bindErrors(py::module_& module);
 void bindSession(py::module_& module);
 void bindObjects(py::module_& module);
 void bindMeasuresAndCommands(py::module_& module);
 void bindCallbacks(py::module_& module);
+void bindImages(py::module_& module);
 
 // Throws ModuleError unless a session runs: a stopped suite is never called.
 void requireSession();

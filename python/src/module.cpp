@@ -8,4 +8,5 @@ PYBIND11_MODULE(korvane, module) {
     korvane_py::bindObjects(module);
     korvane_py::bindMeasuresAndCommands(module);
     korvane_py::bindCallbacks(module);
+    korvane_py::bindImages(module);
 }
