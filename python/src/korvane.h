@@ -27,6 +27,7 @@ void bindObjects(py::module_& module);
 void bindMeasuresAndCommands(py::module_& module);
 void bindCallbacks(py::module_& module);
 void bindImages(py::module_& module);
+void bindMeasure(py::module_& module);
 
 // Throws ModuleError unless a session runs: a stopped suite is never called.
 void requireSession();

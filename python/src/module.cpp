@@ -9,4 +9,5 @@ PYBIND11_MODULE(korvane, module) {
     korvane_py::bindMeasuresAndCommands(module);
     korvane_py::bindCallbacks(module);
     korvane_py::bindImages(module);
+    korvane_py::bindMeasure(module);
 }
