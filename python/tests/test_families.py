@@ -1,6 +1,7 @@
 # Every family of functions with its Python types, and the checks made before the suite is called.
 import os
 import pathlib
+import sys
 
 import numpy as np
 import pytest
@@ -128,3 +129,16 @@ def test_commands_filters_groups_and_segments(suite):
 
     korvane.setExtraMemUsage(-1)
     assert korvane.getExtraMemUsage() == -1
+
+
+def test_calls_keep_no_references(suite):
+    values, name = np.arange(10), "counted"
+    callback = lambda: True  # noqa: E731
+    before = sys.getrefcount(values), sys.getrefcount(name), sys.getrefcount(callback)
+    for _ in range(1000):
+        korvane.createLut(name, values)
+        korvane.getLutValues(name)
+        korvane.removeLut(name)
+        korvane.setFlushEventsCB(callback)
+    korvane.setFlushEventsCB(None)
+    assert (sys.getrefcount(values), sys.getrefcount(name), sys.getrefcount(callback)) == before
