@@ -72,6 +72,14 @@ void setCallable(py::object Callables::*slot, const py::object& callable, void (
     install(hook);
 }
 
+template <class Hook>
+void defSetter(py::module_& module, const char* name, py::object Callables::*slot, void (*install)(Hook), Hook hook,
+               const char* note) {
+    module.def(
+        name, [slot, install, hook](const py::object& callable) { setCallable(slot, callable, install, hook); },
+        py::arg("callback"), apiDoc(name, note));
+}
+
 void forgetCallables() {
     callables->flushEvents = py::none();
     callables->progressMsg = py::none();
@@ -93,15 +101,13 @@ int appendRings(const std::string& name, int rings, int sides, float cx, float c
 void bindCallbacks(py::module_& module) {
     callables = new Callables;
     py::module_::import("atexit").attr("register")(py::cpp_function(&forgetCallables));
-    module.def("setFlushEventsCB", [](const py::object& callable) {
-        setCallable(&Callables::flushEvents, callable, &setFlushEventsCB, &flushEventsHook);
-    }, py::arg("callback"), "callback() is asked between steps of long work; answering False stops it. None forgets it.");
-    module.def("setProgressMsgCB", [](const py::object& callable) {
-        setCallable(&Callables::progressMsg, callable, &setProgressMsgCB, &progressMsgHook);
-    }, py::arg("callback"), "callback(message: str) receives the suite's progress messages. None forgets it.");
-    module.def("setProgressRatioCB", [](const py::object& callable) {
-        setCallable(&Callables::progressRatio, callable, &setProgressRatioCB, &progressRatioHook);
-    }, py::arg("callback"), "callback(ratio: float) receives the ratio k/n of each progress message. None forgets it.");
+    defSetter(module, "setFlushEventsCB", &Callables::flushEvents, &setFlushEventsCB, &flushEventsHook,
+              "callback() is asked between steps of long work; a false answer other than None stops it. None "
+              "forgets it.");
+    defSetter(module, "setProgressMsgCB", &Callables::progressMsg, &setProgressMsgCB, &progressMsgHook,
+              "callback(message: str) receives the suite's progress messages. None forgets it.");
+    defSetter(module, "setProgressRatioCB", &Callables::progressRatio, &setProgressRatioCB, &progressRatioHook,
+              "callback(ratio: float) receives the ratio of each progress message. None forgets it.");
     py::module_ suite = module.def_submodule("_suite", "The suite's own work, for tests and examples.");
     suite.def("appendRings", &appendRings, py::arg("name"), py::arg("rings"), py::arg("sides"), py::arg("cx"),
               py::arg("cy"), py::arg("spacing"));

@@ -82,7 +82,8 @@ std::vector<std::string> imageList() {
 std::string parameterText(const std::string& name, const py::handle& value) {
     if (py::isinstance<py::bool_>(value)) return value.cast<bool>() ? "true" : "false";
     if (py::isinstance<py::str>(value)) return value.cast<std::string>();
-    if (py::isinstance<py::int_>(value) || py::isinstance<py::float_>(value)) return py::repr(value).cast<std::string>();
+    if (py::isinstance<py::int_>(value) || py::isinstance<py::float_>(value))
+        return py::repr(value).cast<std::string>();
     if (py::isinstance<py::list>(value) || py::isinstance<py::tuple>(value)) {
         std::string joined;
         for (const py::handle& item : value) joined += (joined.empty() ? "" : ",") + parameterText(name, item);

@@ -45,6 +45,9 @@ private:
     std::optional<py::gil_scoped_release> m_released;
 };
 
+// The docstring of the library's function `name`: `note`, then the function's text in docs/api.md.
+const char* apiDoc(const char* name, const char* note = "");
+
 // A function of the library that needs a running session, as a callable for py::module_::def.
 template <class Result, class... Args>
 auto inSession(Result (*function)(Args...)) {

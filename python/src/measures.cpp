@@ -71,43 +71,50 @@ void bindUserMeasures(py::module_& m) {
               return createUsrMsrByFormula(name, formula, unitDimension(unitDim));
           }),
           py::arg("name"), py::arg("formula"), py::arg("unitDim"),
-          "Defines a user measure by a formula; unitDim from 0 to 7.");
+          apiDoc("createUsrMsrByFormula", "Defines a user measure by a formula; unitDim from 0 to 7."));
     m.def("createUsrMsrByIPFunction", inSession(+[](const std::string& name, const std::string& function, int unitDim) {
               return createUsrMsrByIPFunction(name, function, unitDimension(unitDim));
           }),
           py::arg("name"), py::arg("function"), py::arg("unitDim"),
-          "Defines a user measure by an IP function of the suite; unitDim from 0 to 7.");
-    m.def("getUsrMsrFormula", inSession(&getUsrMsrFormula), py::arg("name"));
-    m.def("getUsrMsrList", inSession(&getUsrMsrList), "The user measures, without the reserved ones.");
-    m.def("removeUsrMsr", inSession(&removeUsrMsr), py::arg("name"));
-    m.def("removeAllUsrMsr", inSession(&removeAllUsrMsr));
+          apiDoc("createUsrMsrByIPFunction",
+                 "Defines a user measure by an IP function of the suite; unitDim from 0 to 7."));
+    m.def("getUsrMsrFormula", inSession(&getUsrMsrFormula), py::arg("name"), apiDoc("getUsrMsrFormula"));
+    m.def("getUsrMsrList", inSession(&getUsrMsrList),
+          apiDoc("getUsrMsrList", "The user measures, without the reserved ones."));
+    m.def("removeUsrMsr", inSession(&removeUsrMsr), py::arg("name"), apiDoc("removeUsrMsr"));
+    m.def("removeAllUsrMsr", inSession(&removeAllUsrMsr), apiDoc("removeAllUsrMsr"));
 }
 
 void bindMeasures(py::module_& m) {
     m.def("getMsrInfo", inSession(&measureInfo), py::arg("name"),
-          "The suite's description of a measure as a MeasureInfo; None for an unknown one.");
+          apiDoc("getMsrInfo", "The suite's description of a measure as a MeasureInfo; None for an unknown one."));
     m.def("getMsrParams", inSession(+[](const std::string& name) { return toArray(getMsrParams(name)); }),
-          py::arg("name"), "The parameter values of a native measure as a float32 array; empty on failure.");
+          py::arg("name"),
+          apiDoc("getMsrParams", "The parameter values of a native measure as a float32 array; empty on failure."));
     m.def("setMsrParams", inSession(+[](const std::string& name, const py::object& params) {
               return setMsrParams(name, floatValues(params, "params"));
           }),
-          py::arg("name"), py::arg("params"), "Gives a native measure new parameter values (1-D real numbers).");
-    m.def("getNatMsrList", inSession(&getNatMsrList), "The native measures.");
+          py::arg("name"), py::arg("params"),
+          apiDoc("setMsrParams", "Gives a native measure new parameter values (1-D real numbers)."));
+    m.def("getNatMsrList", inSession(&getNatMsrList), apiDoc("getNatMsrList", "The native measures."));
     m.def("getUniformFeret3dAngles", inSession(&feret3dAngles), py::arg("n"),
-          "n directions over the half sphere in degrees, a float32 array of shape (2, count): the polar angles, "
-          "then the azimuths. Raises korvane.Error for n < 1.");
+          apiDoc("getUniformFeret3dAngles",
+                 "n directions over the half sphere in degrees, a float32 array of shape (2, count): the "
+                 "polar angles, then the azimuths. Raises korvane.Error for n < 1."));
     m.def("setFeret3dMsrParams", inSession(+[](int n) {
               const LongWork work;
               return setFeret3dMsrParams(n);
           }),
-          py::arg("n"), "Makes n uniform directions the parameters of Length3d.");
+          py::arg("n"), apiDoc("setFeret3dMsrParams", "Makes n uniform directions the parameters of Length3d."));
 }
 
 void bindCommands(py::module_& m) {
-    m.def("getCmdNameColl", inSession(&getCmdNameColl), "The names of the suite's commands, in the suite's order.");
+    m.def("getCmdNameColl", inSession(&getCmdNameColl),
+          apiDoc("getCmdNameColl", "The names of the suite's commands, in the suite's order."));
     m.def("getCmdInfo", inSession(&commandInfo), py::arg("name"),
-          "The suite's description of a command as a CmdInfo (its params a tuple of CmdParam); None for an "
-          "unknown one.");
+          apiDoc("getCmdInfo",
+                 "The suite's description of a command as a CmdInfo (its params a tuple of CmdParam); "
+                 "None for an unknown one."));
 }
 
 }  // namespace

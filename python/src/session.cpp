@@ -76,12 +76,10 @@ void bindSession(py::module_& module) {
         .def("__enter__", &Session::enter, py::return_value_policy::reference_internal)
         .def("__exit__", [](Session&, const py::args&) { end(); });
     module.def("initKorvaneAPI", &start, py::arg("settings") = py::none(),
-               "Starts the suite; prefer `with korvane.session(settings):`.");
-    module.def("endKorvaneAPI", &end, "Ends the suite started by initKorvaneAPI.");
-    module.def("getExtraMemUsage", inSession(&getExtraMemUsage),
-               "The suite's maximum amount of memory (bytes, 0 = no limit), cut to its low 32 bits.");
-    module.def("setExtraMemUsage", inSession(&setExtraMemUsage), py::arg("value"),
-               "Sets the suite's maximum amount of memory; -1 means no limit the suite could reach.");
+               apiDoc("initKorvaneAPI", "Starts the suite; prefer `with korvane.session(settings):`."));
+    module.def("endKorvaneAPI", &end, apiDoc("endKorvaneAPI", "Ends the suite started by initKorvaneAPI."));
+    module.def("getExtraMemUsage", inSession(&getExtraMemUsage), apiDoc("getExtraMemUsage"));
+    module.def("setExtraMemUsage", inSession(&setExtraMemUsage), py::arg("value"), apiDoc("setExtraMemUsage"));
     module.def("in_session", [] { return sessionRunning; }, "True while a session runs.");
 }
 

@@ -19,3 +19,8 @@ def test_stubs_follow_the_module():
         module_params = [part.split(":")[0].strip(" *") for part in signature.split(", ") if part]
         stub_params = [arg.arg for arg in node.args.args] + ([node.args.kwarg.arg] if node.args.kwarg else [])
         assert stub_params == [param if param != "kwargs" else "parameters" for param in module_params], name
+
+
+def test_docstrings_carry_the_reference_text():
+    assert "Logs at Debug \"Creating lut <name> with <count> values\"" in korvane.createLut.__doc__
+    assert korvane.createLut.__doc__.startswith("createLut(name: str, values: object) -> bool\n\nCreates")
