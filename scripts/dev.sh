@@ -12,7 +12,8 @@ cd "$(dirname "$0")/.."
 BUILD_PACKAGES="build-essential cmake ninja-build pkg-config libboost-dev libboost-filesystem-dev
   libboost-thread-dev libspdlog-dev libfmt-dev libcli11-dev libedit-dev libqhull-dev nlohmann-json3-dev
   libtiff-dev libpng-dev"
-TEST_PACKAGES="libgtest-dev libgmock-dev libbenchmark-dev python3 python3-jsonschema locales python3-skimage"
+TEST_PACKAGES="libgtest-dev libgmock-dev libbenchmark-dev python3 python3-jsonschema locales python3-skimage
+  python3-dev pybind11-dev python3-pytest"
 FUZZ_PACKAGES="clang libclang-rt-14-dev"
 TSAN_TESTS="^(CallbacksTest|SegmentTest\\.LongWork|CyclesTest|Repair\\.)"
 
