@@ -44,12 +44,12 @@ void handle(int signal, void (*handler)(int)) {
     sigaction(signal, &action, nullptr);
 }
 
+constexpr int kShellSignals[] = {SIGINT, SIGTERM, SIGHUP};
+
 sigset_t shellSignals() {
     sigset_t set;
     sigemptyset(&set);
-    sigaddset(&set, SIGINT);
-    sigaddset(&set, SIGTERM);
-    sigaddset(&set, SIGHUP);
+    for (const int signal : kShellSignals) sigaddset(&set, signal);
     return set;
 }
 
@@ -59,7 +59,7 @@ public:
     SignalsHeld() {
         const sigset_t set = shellSignals();
         pthread_sigmask(SIG_BLOCK, &set, &m_open);
-        for (const int signal : {SIGINT, SIGTERM, SIGHUP}) sigdelset(&m_open, signal);
+        for (const int signal : kShellSignals) sigdelset(&m_open, signal);
     }
     ~SignalsHeld() {
         const sigset_t set = shellSignals();

@@ -82,10 +82,9 @@ namespace {
 // fills this sheet, as it fills the Tarsel application's.
 COrlanSpreadsheet g_sheet;
 
-const KrvResultTable& deliveredTable(const std::string& call) {
-    static KrvResultTable table;
+KrvResultTable deliveredTable(const std::string& call) {
     if (g_sheet.columns().empty()) throw CallFailed(call + " failed: no table has been delivered yet");
-    table = KrvResultTable{};
+    KrvResultTable table;
     for (const COrlanSpreadsheet::Column& column : g_sheet.columns()) {
         table.measures.push_back(column.name);
         table.columns.push_back(column.values);
@@ -159,7 +158,7 @@ void addTableCalls(CallTable& table) {
                               }});
     table.add("showSheet", {"showSheet", "the tool's spreadsheet as the proxy service last filled it, as CSV lines", 0, 0,
                             [](const Args&) {
-                                const KrvResultTable& shown = deliveredTable("showSheet");
+                                const KrvResultTable shown = deliveredTable("showSheet");
                                 return Output{tableCsvLines(shown), tableJson(g_sheet.title(), shown)};
                             }});
     table.add("exportSheet", {"exportSheet FILE", "writes the tool's spreadsheet to FILE.csv or FILE.json", 1, 1,
