@@ -2,6 +2,7 @@
 # Set-up, build and run on a Debian 12 machine. As root, installs the Debian packages it needs
 # when they are missing.
 #   scripts/dev.sh tour   builds the library and the korvane tool, runs examples/tour.krv
+#   scripts/dev.sh python builds the library and the Python module, runs examples/python/coins.py
 #   scripts/dev.sh test   builds and runs every test, then again under asan+ubsan, and those of the
 #                         hooks, callbacks and the sampler's threads under tsan,
 #                         the API fuzzer for a minute, the script, image and settings readers' for
@@ -12,6 +13,7 @@ cd "$(dirname "$0")/.."
 BUILD_PACKAGES="build-essential cmake ninja-build pkg-config libboost-dev libboost-filesystem-dev
   libboost-thread-dev libspdlog-dev libfmt-dev libcli11-dev libedit-dev libqhull-dev nlohmann-json3-dev
   libtiff-dev libpng-dev"
+PYTHON_PACKAGES="python3-dev pybind11-dev python3-numpy python3-skimage"
 TEST_PACKAGES="libgtest-dev libgmock-dev libbenchmark-dev python3 python3-jsonschema locales python3-skimage
   python3-dev pybind11-dev python3-pytest"
 FUZZ_PACKAGES="clang libclang-rt-14-dev"
@@ -123,6 +125,12 @@ tour)
     cmake --build --preset debug --target korvane
     build/debug/tools/korvane/korvane run examples/tour.krv
     ;;
+python)
+    need_packages $BUILD_PACKAGES $PYTHON_PACKAGES
+    cmake --preset debug -DKORVANE_BUILD_TESTS=OFF >/dev/null
+    cmake --build --preset debug --target korvane_python
+    PYTHONPATH=build/debug/python /usr/bin/python3 examples/python/coins.py
+    ;;
 test)
     need_packages $BUILD_PACKAGES $TEST_PACKAGES $FUZZ_PACKAGES
     cmake --preset debug -DKORVANE_BUILD_TESTS=ON >/dev/null
@@ -144,7 +152,7 @@ test)
     fuzz_for settings 20
     ;;
 *)
-    echo "usage: scripts/dev.sh tour|test" >&2
+    echo "usage: scripts/dev.sh tour|python|test" >&2
     exit 2
     ;;
 esac
