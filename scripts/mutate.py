@@ -14,7 +14,7 @@ notices is a survivor: a missing test, or an equivalent mutant to list in docs/r
   scripts/mutate.py                        every mutant of every file of src/
   scripts/mutate.py src/LutInterface.cpp   the mutants of some files
   scripts/mutate.py --host vantry_zel      every mutant of the sources of host libraries (comma-separated)
-  scripts/mutate.py --host all --every 5   every fifth mutant of each file: a deterministic sample
+  scripts/mutate.py --host all --every 50  every 50th mutant of each file: a deterministic sample
   scripts/mutate.py --list [FILES]         print the mutants without running them
   scripts/mutate.py --id LutInterface.cpp:12
                                            run one mutant and show the failing test's output
@@ -318,7 +318,9 @@ def apply(mutant, text):
 
 
 def sample(mutants, every):
-    return [m for m in mutants if int(m.id.rsplit(":", 1)[1]) % every == 1 % every]
+    """Every `every`th mutant of a file from the middle of the first stretch on: a sample that grows
+    with the file and does not favour its first lines (includes, constants)."""
+    return [m for m in mutants if int(m.id.rsplit(":", 1)[1]) % every == every // 2]
 
 
 def source_files(arguments):
@@ -526,7 +528,7 @@ def main():
     parser.add_argument("--host", metavar="LIBRARY[,LIBRARY]",
                         help="the sources of these host libraries (all: every one) instead of src/")
     parser.add_argument("--every", type=int, default=1, metavar="N",
-                        help="only every Nth mutant of each file (the 1st, the N+1st, ...): a sample that "
+                        help="only every Nth mutant of each file (the N/2th, the 3N/2th, ...): a sample that "
                              "stays the same from run to run while the file does")
     parser.add_argument("--list", action="store_true", help="print the mutants without running them")
     parser.add_argument("--id", help="run this mutant (FILE:N as --list prints it) and show the failing test's "
