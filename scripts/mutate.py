@@ -37,13 +37,17 @@ import shutil
 import subprocess
 import sys
 import threading
+import time
 from dataclasses import dataclass, asdict
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parent.parent
 WORK = ROOT / "build" / "mutate"
 RESULTS = WORK / "results.jsonl"
-TEST_TIMEOUT = 60  # seconds per test binary; the slowest clean run takes well under one
+# Seconds per test binary: at least this, and ten times its clean run in this mirror, so that a
+# machine busy with other builds does not turn a slow test into a kill.
+TEST_TIMEOUT = 60
+TIMEOUT_FACTOR = 10
 
 # The tests of each file's family; every file also runs the fault loop. Headers reach everything.
 EVERY_TEST = ["core_test", "service_test", "formula_test", "filter_test", "lut_test", "callbacks_test",
@@ -337,7 +341,9 @@ def copy_if_changed(source, target):
     if target.exists() and target.read_bytes() == source.read_bytes():
         return
     target.parent.mkdir(parents=True, exist_ok=True)
-    shutil.copy2(source, target)
+    # A fresh time stamp: a file put back after an interrupted run is older than the object its
+    # mutant left, and the build would keep that object.
+    shutil.copy(source, target)
 
 
 def sync_mirror(mirror):
@@ -372,6 +378,7 @@ class Mirror:
     def __init__(self, number):
         self.tree = WORK / f"mirror-{number}"
         self.build = WORK / f"build-{number}"
+        self.limits = {}  # test: seconds, from its clean run
 
     def prepare(self, tests):
         sync_mirror(self.tree)
@@ -385,7 +392,9 @@ class Mirror:
         if built.returncode != 0:
             sys.exit(f"the unmutated tree does not build in {self.build}:\n{built.stdout[-4000:]}")
         for test in tests:
+            started = time.monotonic()
             outcome = self.run_test(test)
+            self.limits[test] = max(TEST_TIMEOUT, TIMEOUT_FACTOR * (time.monotonic() - started))
             if outcome != "passed":
                 sys.exit(f"{test} does not pass on the unmutated tree ({outcome}): fix that first")
 
@@ -395,7 +404,7 @@ class Mirror:
     def run_test(self, test, show=False):
         try:
             result = run([str(self.build / "tests" / test), "--gtest_brief=1", "--gtest_fail_fast"],
-                         cwd=self.build / "tests", timeout=TEST_TIMEOUT)
+                         cwd=self.build / "tests", timeout=self.limits.get(test, TEST_TIMEOUT))
         except subprocess.TimeoutExpired:
             return "timeout"
         if show and result.returncode != 0:
