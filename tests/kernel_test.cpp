@@ -201,9 +201,9 @@ TEST(KernelTest, ExactValuesOfSyntheticImages) {
 
 TEST(KernelTest, ThresholdsArithmeticAndGeometryOnKnownValues) {
     Voxels<std::uint16_t> ramp(3, 2, {0, 10, 20, 30, 40, 50});
-    Bytes binary(3, 2);
-    KrvKernels::Threshold(ramp.view(), binary.view(), 10, 30);  // both ends included
-    EXPECT_EQ(binary.voxels, (std::vector<std::uint8_t>{0, 255, 255, 255, 0, 0}));
+    std::vector<std::uint8_t> binary(7, 9);  // a byte past the view: a write past the end shows
+    KrvKernels::Threshold(ramp.view(), kapitest::viewOf(binary, 3, 2), 10, 30);  // both ends included
+    EXPECT_EQ(binary, (std::vector<std::uint8_t>{0, 255, 255, 255, 0, 0, 9}));
 
     Bytes a(2, 1, {200, 10}), b(2, 1, {100, 20}), sum(2, 1);
     KrvKernels::Arithmetic(KrvArithmetic::Add, a.view(), b.view(), sum.view());
