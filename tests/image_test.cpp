@@ -7,6 +7,7 @@
 #include <iterator>
 #include <limits>
 #include <numeric>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -102,17 +103,10 @@ protected:
     CDatImgHandler* store = nullptr;
 };
 
-// Distinct values of each type over the image, extremes included.
+// Random bytes: values of every sign and size, whose byte order shows.
 void fill(KrvImage& image) {
-    for (std::size_t i = 0; i < image.GetVoxelCount(); ++i) {
-        const auto n = static_cast<long long>(i);
-        switch (image.GetType()) {
-        case KrvVoxelType::UInt8: image.Voxels<std::uint8_t>()[i] = std::uint8_t(i == 0 ? 255 : n * 7); break;
-        case KrvVoxelType::UInt16: image.Voxels<std::uint16_t>()[i] = std::uint16_t(i == 0 ? 65535 : n * 977); break;
-        case KrvVoxelType::Int32: image.Voxels<std::int32_t>()[i] = i == 0 ? INT32_MIN : std::int32_t(n * -40009); break;
-        case KrvVoxelType::Float32: image.Voxels<float>()[i] = i == 0 ? -1.5e30f : float(n) / 3.0f; break;
-        }
-    }
+    std::mt19937 random(7);
+    for (std::size_t i = 0; i < image.GetByteCount(); ++i) static_cast<std::uint8_t*>(image.GetData())[i] = std::uint8_t(random());
 }
 
 void expectSameVoxels(const KrvImage& a, const KrvImage& b, int planeOfB = 0) {
