@@ -1,16 +1,20 @@
 #!/usr/bin/env python3
-"""Mutation testing of src/: plant one fault at a time and see whether a test notices.
+"""Mutation testing of src/ and host/: plant one fault at a time and see whether a test notices.
 
-Each mutant changes one spot of one file of src/: a comparison or logical operator flipped, a
+Each mutant changes one spot of one file of src/ or host/: a comparison or logical operator flipped, a
 boolean or integer constant changed, a statement deleted, two adjacent host calls or log lines
 swapped, a log level changed. The mutant is written into a mirror of the tree under
 build/mutate/ (the checkout is never touched, so a crash or Ctrl-C cannot damage it), the mirror's
 own build recompiles that one object and relinks libKorvaneAPI, and the tests of the file's family
-run, the fault loop included, each under a time limit (a mutant can loop). A mutant no test
+run, the fault loop included, each under a time limit (a mutant can loop). A file of host/ rebuilds
+the test build of its host library, and the tests run whose sources use that library's headers
+(or name its directory in tests/CMakeLists.txt). A mutant no test
 notices is a survivor: a missing test, or an equivalent mutant to list in docs/reliability.md.
 
   scripts/mutate.py                        every mutant of every file of src/
   scripts/mutate.py src/LutInterface.cpp   the mutants of some files
+  scripts/mutate.py --host vantry_zel      every mutant of the sources of host libraries (comma-separated)
+  scripts/mutate.py --host all --every 50  every 50th mutant of each file: a deterministic sample
   scripts/mutate.py --list [FILES]         print the mutants without running them
   scripts/mutate.py --id LutInterface.cpp:12
                                            run one mutant and show the failing test's output
@@ -33,13 +37,17 @@ import shutil
 import subprocess
 import sys
 import threading
+import time
 from dataclasses import dataclass, asdict
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parent.parent
 WORK = ROOT / "build" / "mutate"
 RESULTS = WORK / "results.jsonl"
-TEST_TIMEOUT = 60  # seconds per test binary; the slowest clean run takes well under one
+# Seconds per test binary: at least this, and ten times its clean run in this mirror, so that a
+# machine busy with other builds does not turn a slow test into a kill.
+TEST_TIMEOUT = 60
+TIMEOUT_FACTOR = 10
 
 # The tests of each file's family; every file also runs the fault loop. Headers reach everything.
 EVERY_TEST = ["core_test", "service_test", "formula_test", "filter_test", "lut_test", "callbacks_test",
@@ -61,10 +69,75 @@ FAMILY_TESTS = {
 FAULT_LOOP = "fault_loop_test"
 
 
-def tests_for(source):
+def tests_for(path):
     """The fault loop first: a mutant that only a family test kills shows which family tests
-    still earn their place."""
-    return [FAULT_LOOP] + FAMILY_TESTS.get(source, EVERY_TEST)
+    still earn their place. A file of host/ has the tests of its host library instead."""
+    if is_host(path):
+        return host_tests(host_library(path))
+    return [FAULT_LOOP] + FAMILY_TESTS.get(Path(path).name, EVERY_TEST)
+
+
+def build_targets(path, tests):
+    """A file of src/ relinks libKorvaneAPI; a file of host/ rebuilds only what the tests link
+    (the host libraries' test builds), not the installed builds beside them."""
+    return tests if is_host(path) else ["KorvaneAPI", *tests]
+
+
+# ---------------------------------------------------------------------------------------------
+# Files of host/: one shared library per directory, covered by the tests that use its headers
+
+
+HOST = ROOT / "host"
+TEST_TARGET = re.compile(r"^korvane_test\((\w+)\s+([^)]*)\)", re.M)
+HOST_INCLUDE = re.compile(r'^#include\s*[<"](vantry_\w+)/', re.M)
+
+
+def is_host(path):
+    return Path(path).parts[0] == "host"
+
+
+def host_library(path):
+    return Path(path).parts[1]
+
+
+def host_libraries():
+    return sorted(d.name for d in HOST.iterdir() if (d / "CMakeLists.txt").exists())
+
+
+def host_sources(libraries):
+    """The C++ sources and headers of these host libraries (the generated tables of .inc files
+    hold data, not code)."""
+    return sorted(str(p.relative_to(ROOT)) for library in libraries for p in (HOST / library).rglob("*")
+                  if p.suffix in (".cpp", ".h"))
+
+
+def test_sources():
+    """Each test executable of tests/CMakeLists.txt with the text of its sources and of the
+    arguments that name them."""
+    tests_dir = ROOT / "tests"
+    found = {}
+    for m in TEST_TARGET.finditer((tests_dir / "CMakeLists.txt").read_text()):
+        texts = [m.group(2)]
+        for argument in m.group(2).split():
+            source = tests_dir / argument
+            if not argument.startswith("$") and source.is_file():
+                texts.append(source.read_text())
+        found[m.group(1)] = "\n".join(texts)
+    return found
+
+
+# The tests of the stand-alone suite itself: a mutant of host/ meets them before the API's tests.
+SUITE_TESTS = ["kernel_test", "object_kernels_test", "sampling_test", "repair_test", "image_test",
+               "command_run_test", "measure_objects_test"]
+
+
+def host_tests(library):
+    """The tests that include a header of `library` or build one of its sources: the suite's own
+    tests first, then the API's tests that reach the library, each group in the order of
+    tests/CMakeLists.txt."""
+    covering = [test for test, text in test_sources().items()
+                if library in HOST_INCLUDE.findall(text) or f"host/{library}/" in text]
+    return sorted(covering, key=lambda test: test not in SUITE_TESTS)
 
 
 # ---------------------------------------------------------------------------------------------
@@ -248,6 +321,12 @@ def apply(mutant, text):
     return text[:start] + mutant.replacement + text[start + len(mutant.original):]
 
 
+def sample(mutants, every):
+    """Every `every`th mutant of a file from the middle of the first stretch on: a sample that grows
+    with the file and does not favour its first lines (includes, constants)."""
+    return [m for m in mutants if int(m.id.rsplit(":", 1)[1]) % every == every // 2]
+
+
 def source_files(arguments):
     if arguments:
         return [str(Path(a).resolve().relative_to(ROOT)) for a in arguments]
@@ -262,7 +341,9 @@ def copy_if_changed(source, target):
     if target.exists() and target.read_bytes() == source.read_bytes():
         return
     target.parent.mkdir(parents=True, exist_ok=True)
-    shutil.copy2(source, target)
+    # A fresh time stamp: a file put back after an interrupted run is older than the object its
+    # mutant left, and the build would keep that object.
+    shutil.copy(source, target)
 
 
 def sync_mirror(mirror):
@@ -297,6 +378,7 @@ class Mirror:
     def __init__(self, number):
         self.tree = WORK / f"mirror-{number}"
         self.build = WORK / f"build-{number}"
+        self.limits = {}  # test: seconds, from its clean run
 
     def prepare(self, tests):
         sync_mirror(self.tree)
@@ -306,21 +388,24 @@ class Mirror:
                               "-DKORVANE_BUILD_TOOLS=OFF", "-DCMAKE_LINK_DEPENDS_NO_SHARED=ON"])
             if configured.returncode != 0:
                 sys.exit(f"configuring {self.build} failed:\n{configured.stdout}")
-        built = self.compile(tests)
+        built = self.compile(["KorvaneAPI", *tests])
         if built.returncode != 0:
             sys.exit(f"the unmutated tree does not build in {self.build}:\n{built.stdout[-4000:]}")
         for test in tests:
+            started = time.monotonic()
+            self.limits[test] = TIMEOUT_FACTOR * TEST_TIMEOUT  # the clean run only has to end
             outcome = self.run_test(test)
+            self.limits[test] = max(TEST_TIMEOUT, TIMEOUT_FACTOR * (time.monotonic() - started))
             if outcome != "passed":
                 sys.exit(f"{test} does not pass on the unmutated tree ({outcome}): fix that first")
 
-    def compile(self, tests):
-        return run(["cmake", "--build", str(self.build), "--target", "KorvaneAPI", *tests])
+    def compile(self, targets):
+        return run(["cmake", "--build", str(self.build), "--target", *targets])
 
     def run_test(self, test, show=False):
         try:
             result = run([str(self.build / "tests" / test), "--gtest_brief=1", "--gtest_fail_fast"],
-                         cwd=self.build / "tests", timeout=TEST_TIMEOUT)
+                         cwd=self.build / "tests", timeout=self.limits.get(test, TEST_TIMEOUT))
         except subprocess.TimeoutExpired:
             return "timeout"
         if show and result.returncode != 0:
@@ -333,8 +418,8 @@ class Mirror:
         original = (ROOT / mutant.file).read_text()
         try:
             target.write_text(apply(mutant, original))
-            tests = tests_for(Path(mutant.file).name)
-            if self.compile(tests).returncode != 0:
+            tests = tests_for(mutant.file)
+            if self.compile(build_targets(mutant.file, tests)).returncode != 0:
                 return "uncompilable", ""
             for test in tests:
                 outcome = self.run_test(test, show)
@@ -403,7 +488,7 @@ def run_all(mutants, jobs, tree_signature, resume):
     pending = [m for m in mutants if (m.id, m.original, m.replacement) not in done]
     results = [done[(m.id, m.original, m.replacement)] for m in mutants if (m.id, m.original, m.replacement) in done]
     mirrors = queue.Queue()
-    every_test = sorted({t for m in pending for t in tests_for(Path(m.file).name)})
+    every_test = sorted({t for m in pending for t in tests_for(m.file)})
     prepared = [Mirror(number) for number in range(jobs if pending else 0)]
     with concurrent.futures.ThreadPoolExecutor(max_workers=max(jobs, 1)) as pool:
         for done in [pool.submit(mirror.prepare, every_test) for mirror in prepared]:
@@ -449,7 +534,12 @@ def report(results):
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("files", nargs="*", help="files of src/ to mutate (default: all)")
+    parser.add_argument("files", nargs="*", help="files of src/ or host/ to mutate (default: all of src/)")
+    parser.add_argument("--host", metavar="LIBRARY[,LIBRARY]",
+                        help="the sources of these host libraries (all: every one) instead of src/")
+    parser.add_argument("--every", type=int, default=1, metavar="N",
+                        help="only every Nth mutant of each file (the N/2th, the 3N/2th, ...): a sample that "
+                             "stays the same from run to run while the file does")
     parser.add_argument("--list", action="store_true", help="print the mutants without running them")
     parser.add_argument("--id", help="run this mutant (FILE:N as --list prints it) and show the failing test's "
                                      "output; several, comma-separated, run as a batch")
@@ -463,11 +553,13 @@ def main():
     options = parser.parse_args()
 
     files = source_files(options.files)
+    if options.host:
+        files = host_sources(host_libraries() if options.host == "all" else options.host.split(","))
     ids = options.id.split(",") if options.id else []
     if ids:
         names = {i.split(":")[0] for i in ids}
-        files = [f for f in source_files([]) if Path(f).name in names]
-    mutants = [m for f in files for m in mutants_of(f)]
+        files = [f for f in source_files([]) + host_sources(host_libraries()) if Path(f).name in names]
+    mutants = [m for f in files for m in sample(mutants_of(f), options.every)]
     if options.killed_by:
         mutants = killed_by(mutants, options.killed_by)
     if ids:
@@ -486,7 +578,7 @@ def main():
         return
     if len(ids) == 1:
         mirror = Mirror(0)
-        mirror.prepare(tests_for(Path(mutants[0].file).name))
+        mirror.prepare(tests_for(mutants[0].file))
         print(describe(mutants[0]), "=>", mutants[0].replacement.strip() or "(deleted)")
         print(*mirror.try_mutant(mutants[0], show=True))
         return

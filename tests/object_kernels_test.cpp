@@ -11,30 +11,19 @@
 #include <gtest/gtest.h>
 
 #include <vantry_access_korlib/KrvObjectKernels.h>
-#include <vantry_util/KrvBaseException.h>
 #include <vantry_util/KrvImageFormulaManager.h>
 
-namespace {
+#include "support/Voxels.h"
 
-template <class T>
-KrvVoxelView viewOf(std::vector<T>& voxels, int nx, int ny, int nz = 1) {
-    return KrvVoxelView{voxels.data(), nx, ny, nz, KrvVoxelTypeOf<T>::value, {}};
-}
+using kapitest::refusal;
+using kapitest::viewOf;
+
+namespace {
 
 KrvFormula compiled(const std::string& text) {
     KrvImageFormulaManager manager;
     EXPECT_TRUE(manager.init(text)) << text;
     return manager.formula();
-}
-
-// The message a kernel refuses with.
-std::string refusal(const std::function<void()>& run) {
-    try {
-        run();
-    } catch (const KrvBaseException& error) {
-        return error.getMessage();
-    }
-    return "(no refusal)";
 }
 
 TEST(ImageFormulaKernel, EvaluatesEveryVoxelFromImagesAndCoordinates) {
@@ -120,11 +109,12 @@ struct Picture {
     }
 };
 
-// A sub-table from a rule over the neighbourhood: n[dy + 1][dx + 1], n[1][1] the pixel itself.
+// A sub-table from a rule over the neighbourhood: n[dy + 1][dx + 1], n[1][1] the pixel itself. Its
+// 512 entries, one per state of the nine pixels, written out: the kernels' own constant is checked.
 using Rule = std::function<bool(const int n[3][3])>;
 std::vector<int> subTable(const Rule& rule) {
-    std::vector<int> table(kKrvMorphoSubTable);
-    for (int index = 0; index < kKrvMorphoSubTable; ++index) {
+    std::vector<int> table(512);
+    for (int index = 0; index < 512; ++index) {
         int n[3][3];
         for (int bit = 0; bit < 9; ++bit) n[bit / 3][bit % 3] = (index >> bit) & 1;
         table[index] = rule(n) ? 1 : 0;
