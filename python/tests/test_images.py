@@ -100,6 +100,7 @@ def test_commands_run_with_keyword_parameters(suite):
     ("Threshold", {"low": 10**39}, ValueError, r"Threshold: parameter low = 1e\+39 lies outside \[-3.4e\+38, 3.4e\+38\]"),
     ("Mean", {"size": 32}, ValueError, r"Mean: parameter size = 32 lies outside \[1.0, 31.0\]"),
     ("Mean", {"size": 3.0}, TypeError, "Mean: parameter size must be an int"),
+    ("Mean", {"size": True}, TypeError, "Mean: parameter size must be an int"),
     ("Label", {"connectivity": 5}, ValueError, "Label: parameter connectivity must be one of 4, 6, 8, 26, not 5"),
     ("Resample", {"interpolate": 1}, TypeError, "Resample: parameter interpolate must be True or False"),
     ("AutoThreshold", {"method": "mean"}, ValueError, "parameter method must be one of otsu, isodata, not 'mean'"),
