@@ -98,7 +98,7 @@ COrlanSpreadsheet* deliveredSheet = nullptr;
 py::object* resultTarget = nullptr;
 
 // On the thread that delivers (the one running the command): the sheet holds the table `name`
-// unless the proxy refused it.
+// unless the proxy refused to convert it (its Warn line then tells), and is not handed on then.
 void resultDelivered(const std::string& name) {
     withGil("korvane result target", 0, [&] {
         const py::object target = *resultTarget;
@@ -106,7 +106,6 @@ void resultDelivered(const std::string& name) {
         py::dict columns;
         for (const COrlanSpreadsheet::Column& delivered : deliveredSheet->columns())
             columns[py::str(delivered.name)] = column(delivered.values);
-        deliveredSheet->clear();
         target(name, columns);
         return 0;
     });

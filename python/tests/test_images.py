@@ -98,7 +98,7 @@ def test_commands_run_with_keyword_parameters(suite):
     ("Threshold", {"low": True}, TypeError, "parameter low must be a real number"),
     ("Threshold", {"low": np.nan}, ValueError, "Threshold: parameter low must be finite, not nan"),
     ("Threshold", {"low": 10**39}, ValueError, r"Threshold: parameter low = 1e\+39 lies outside \[-3.4e\+38, 3.4e\+38\]"),
-    ("Mean", {"size": 32}, ValueError, r"Mean: parameter size = 32 lies outside \[1.0, 31.0\]"),
+    ("Mean", {"size": 0}, ValueError, r"Mean: parameter size = 0 lies outside \[1.0, 31.0\]"),
     ("Mean", {"size": 3.0}, TypeError, "Mean: parameter size must be an int"),
     ("Mean", {"size": True}, TypeError, "Mean: parameter size must be an int"),
     ("Label", {"connectivity": 5}, ValueError, "Label: parameter connectivity must be one of 4, 6, 8, 26, not 5"),
