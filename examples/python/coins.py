@@ -13,6 +13,8 @@ import korvane
 
 
 def analyse():
+    delivered = {}  # the tables the suite delivers, by name, as an application's spreadsheet receives them
+    korvane.setResultTarget(delivered.__setitem__)
     korvane.putImage("coins", data.coins())
     for command, parameters in (
             ("SmoothGauss", dict(input="coins", output="smooth", sigma=1.5)),
@@ -32,7 +34,8 @@ def analyse():
     korvane.runCommand("Measure", labels="labels", group="coins", grey="coins", result="Coins")
     korvane.createSieve("sizes", [40, 45, 50, 55, 60])
     korvane.runCommand("SieveClasses", table="Coins", measure="EqDiameter", sieve="sizes", result="Sizes")
-    return table, korvane.getResultTable("SizesCounts"), korvane.getImage("labels")
+    # The labels without a copy: the view keeps the stored voxels after the session ends.
+    return table, delivered["SizesCounts"], korvane.getImage("labels", copy=False)
 
 
 def check(table, counts, labels):

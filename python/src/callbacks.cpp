@@ -19,23 +19,13 @@ struct Callables {
 };
 Callables* callables = nullptr;
 
-// Runs `body` with the GIL; a Python error in it is reported as unraisable, and `fallback`
-// is the answer then (and once the interpreter is gone).
+// Calls the stored callable through `body`; `fallback` when there is none or it fails.
 template <class Result, class Body>
 Result withCallable(py::object Callables::*slot, const char* what, Result fallback, Body body) {
-    if (!Py_IsInitialized()) return fallback;
-    py::gil_scoped_acquire gil;
-    const py::object callable = callables->*slot;  // a reference of its own: another thread may replace it
-    if (callable.is_none()) return fallback;
-    try {
-        return body(callable);
-    } catch (py::error_already_set& error) {
-        error.discard_as_unraisable(what);
-    } catch (const std::exception& exception) {
-        PyErr_SetString(PyExc_RuntimeError, exception.what());
-        py::error_already_set().discard_as_unraisable(what);
-    }
-    return fallback;
+    return withGil(what, fallback, [&] {
+        const py::object callable = callables->*slot;  // a reference of its own: another thread may replace it
+        return callable.is_none() ? fallback : body(callable);
+    });
 }
 
 // Work goes on unless the callable answers a false value other than None.
@@ -65,9 +55,7 @@ void progressRatioHook(float ratio) {
 template <class Hook>
 void setCallable(py::object Callables::*slot, const py::object& callable, void (*install)(Hook), Hook hook) {
     requireSession();
-    if (!callable.is_none() && !PyCallable_Check(callable.ptr()))
-        throw py::type_error("a callback must be callable or None, not " +
-                             describe(py::type::handle_of(callable)));
+    requireCallableOrNone(callable, "a callback");
     callables->*slot = callable;
     install(hook);
 }
@@ -97,6 +85,12 @@ int appendRings(const std::string& name, int rings, int sides, float cx, float c
 }
 
 }  // namespace
+
+void requireCallableOrNone(const py::object& callable, const char* what) {
+    if (!callable.is_none() && !PyCallable_Check(callable.ptr()))
+        throw py::type_error(std::string(what) + " must be callable or None, not " +
+                             describe(py::type::handle_of(callable)));
+}
 
 void bindCallbacks(py::module_& module) {
     callables = new Callables;

@@ -27,6 +27,7 @@ void bindObjects(py::module_& module);
 void bindMeasuresAndCommands(py::module_& module);
 void bindCallbacks(py::module_& module);
 void bindImages(py::module_& module);
+void bindRunCommand(py::module_& module);
 void bindMeasure(py::module_& module);
 
 // Throws ModuleError unless a session runs: a stopped suite is never called.
@@ -44,6 +45,32 @@ public:
 private:
     std::optional<py::gil_scoped_release> m_released;
 };
+
+// Runs `body` with the GIL from a thread of the suite; a Python error in it goes to
+// sys.unraisablehook as `what`, and `fallback` is the answer then (and once the interpreter is gone).
+template <class Result, class Body>
+Result withGil(const char* what, Result fallback, Body body) {
+    if (!Py_IsInitialized()) return fallback;
+    py::gil_scoped_acquire gil;
+    try {
+        return body();
+    } catch (py::error_already_set& error) {
+        error.discard_as_unraisable(what);
+    } catch (const std::exception& exception) {
+        PyErr_SetString(PyExc_RuntimeError, exception.what());
+        py::error_already_set().discard_as_unraisable(what);
+    }
+    return fallback;
+}
+
+// TypeError unless `callable` is callable or None.
+void requireCallableOrNone(const py::object& callable, const char* what);
+
+// Forgets the session's result target (the session ends).
+void forgetResultTarget();
+
+// A named tuple type `name` with `fields`, made an attribute of the module.
+py::object namedTuple(py::module_& module, const char* name, const char* fields);
 
 // The docstring of the library's function `name`: `note`, then the function's text in docs/api.md.
 const char* apiDoc(const char* name, const char* note = "");

@@ -21,13 +21,6 @@ struct Records {
 };
 Records* records = nullptr;
 
-py::object namedTuple(py::module_& m, const char* name, const char* fields) {
-    py::object type = py::module_::import("collections").attr("namedtuple")(name, fields);
-    type.attr("__module__") = m.attr("__name__");
-    m.attr(name) = type;
-    return type;
-}
-
 eMsrUnitDim unitDimension(int value) {
     if (value < eMsrUnitDim0 || value > eMsrUnitDim7)
         throw py::value_error("unitDim must lie from 0 to 7, not " + std::to_string(value));
@@ -118,6 +111,13 @@ void bindCommands(py::module_& m) {
 }
 
 }  // namespace
+
+py::object namedTuple(py::module_& m, const char* name, const char* fields) {
+    py::object type = py::module_::import("collections").attr("namedtuple")(name, fields);
+    type.attr("__module__") = m.attr("__name__");
+    m.attr(name) = type;
+    return type;
+}
 
 void bindMeasuresAndCommands(py::module_& module) {
     records = new Records{

@@ -9,5 +9,6 @@ PYBIND11_MODULE(korvane, module) {
     korvane_py::bindMeasuresAndCommands(module);
     korvane_py::bindCallbacks(module);
     korvane_py::bindImages(module);
+    korvane_py::bindRunCommand(module);
     korvane_py::bindMeasure(module);
 }

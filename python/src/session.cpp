@@ -36,6 +36,7 @@ void end() {
     requireSession();
     if (longWorks > 0) throw ModuleError("korvane: the session can't end while work runs in another thread");
     sessionRunning = false;
+    forgetResultTarget();
     endKorvaneAPI();
 }
 

@@ -1,20 +1,11 @@
 # Every family of functions with its Python types, and the checks made before the suite is called.
-import os
-import pathlib
 import sys
 
 import numpy as np
 import pytest
 
 import korvane
-
-SOURCE = pathlib.Path(os.environ.get("KORVANE_SOURCE_DIR", pathlib.Path(__file__).parents[2]))
-
-
-def source_line(path, text):
-    lines = [number for number, line in enumerate((SOURCE / path).read_text().splitlines(), 1) if text in line]
-    assert len(lines) == 1
-    return lines[0]
+from conftest import source_line
 
 
 def test_lookup_tables_take_integer_array_likes_and_give_int32_arrays(suite):

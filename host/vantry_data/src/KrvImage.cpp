@@ -1,5 +1,6 @@
 // Image buffers: zeroed by calloc, so that a large image costs no pass over its bytes until
-// it is written; the bytes are reserved from the memory budget first.
+// it is written; the bytes are reserved from the memory budget first and given back when the
+// last share of the buffer goes.
 #include <vantry_data/KrvImage.h>
 
 #include <cmath>
@@ -33,7 +34,10 @@ KrvVoxelView KrvImage::View() const noexcept {
     return KrvVoxelView{m_data.get(), m_nx, m_ny, m_nz, m_type, m_voxelSize};
 }
 
-void KrvImage::FreeBytes::operator()(std::uint8_t* bytes) const noexcept { std::free(bytes); }
+void KrvImage::FreeBytes::operator()(std::uint8_t* buffer) const noexcept {
+    std::free(buffer);
+    KrvMemoryBudget::release(bytes);
+}
 
 KrvImage::KrvImage(KrvImage&& other) noexcept { *this = std::move(other); }
 
@@ -53,7 +57,6 @@ KrvImage& KrvImage::operator=(KrvImage&& other) noexcept {
 KrvImage::~KrvImage() { Clear(); }
 
 void KrvImage::Clear() noexcept {
-    if (m_data) KrvMemoryBudget::release(m_bytes);
     m_data.reset();
     m_nx = m_ny = m_nz = 0;
     m_bytes = 0;
@@ -69,9 +72,10 @@ bool KrvImage::Allocate(int nx, int ny, int nz, KrvVoxelType type, const char* w
     if (bytes > static_cast<std::size_t>(std::numeric_limits<std::ptrdiff_t>::max())) return false;
     KrvMemoryReservation reservation(bytes, what);
     if (!reservation) return false;
-    m_data.reset(static_cast<std::uint8_t*>(std::calloc(bytes, 1)));
-    if (!m_data) return false;
-    reservation.keep();
+    auto* buffer = static_cast<std::uint8_t*>(std::calloc(bytes, 1));
+    if (buffer == nullptr) return false;
+    reservation.keep();  // the buffer's deleter gives the bytes back, even when the share can't be made
+    m_data = std::shared_ptr<std::uint8_t>(buffer, FreeBytes{bytes});
     m_nx = nx;
     m_ny = ny;
     m_nz = nz;

@@ -118,6 +118,7 @@ void evaluateUserMeasures(const MeasurePlan& plan, std::size_t objects, ValueCol
 std::mutex g_targetsMutex;
 COrlanSpreadsheet* g_spreadsheet = nullptr;
 data::DictionaryPrivate* g_objectModel = nullptr;
+std::function<void(const std::string&)> g_delivered;
 
 void send(eMessage message, const std::string& name, KrvVariant param) {
     CService::SendMessage(eServiceProxy, eServiceProcess, CKrvString("result table"), CKrvString(name), message,
@@ -183,25 +184,30 @@ KrvVoxelView krvLabelView(const KrvImage& labels, KrvImage& widened) {
     return widened.View();
 }
 
-void krvSetResultTargets(COrlanSpreadsheet* spreadsheet, data::DictionaryPrivate* objectModel) {
+void krvSetResultTargets(COrlanSpreadsheet* spreadsheet, data::DictionaryPrivate* objectModel,
+                         std::function<void(const std::string&)> delivered) {
     std::lock_guard<std::mutex> lock(g_targetsMutex);
     g_spreadsheet = spreadsheet;
     g_objectModel = objectModel;
+    g_delivered = std::move(delivered);
 }
 
 // The proxy forgets its targets after each conversion, so each delivery names them again.
 void krvDeliverResultTable(const std::string& name) {
     COrlanSpreadsheet* spreadsheet;
     data::DictionaryPrivate* objectModel;
+    std::function<void(const std::string&)> delivered;
     {
         std::lock_guard<std::mutex> lock(g_targetsMutex);
         spreadsheet = g_spreadsheet;
         objectModel = g_objectModel;
+        delivered = g_delivered;
     }
     if (spreadsheet == nullptr && objectModel == nullptr) return;
     if (spreadsheet) send(eMessageSetSpreadsheet, name, static_cast<void*>(spreadsheet));
     if (objectModel) send(eMessageSetObjectModel, name, static_cast<void*>(objectModel));
     send(eMessageConvertResults, name, name.c_str());
+    if (delivered) delivered(name);
 }
 
 namespace {

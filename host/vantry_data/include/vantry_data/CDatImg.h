@@ -1,5 +1,6 @@
 // The image store: named images kept by the image handler under the common name rules. An
-// image's voxel bytes count against the memory budget while it is stored.
+// image's voxel bytes count against the memory budget while it is stored, and after its removal
+// while a share of its voxels lives (KrvImage::ShareVoxels).
 #pragma once
 #include <vantry_data/KrvImage.h>
 #include <vantry_util/CKrvHandler.h>

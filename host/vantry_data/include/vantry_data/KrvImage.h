@@ -1,6 +1,7 @@
 // Images: 2-D or 3-D grids of voxels of one type, with a voxel size. Voxels lie in one
-// contiguous buffer, x fastest, then y, then z; a 2-D image has a z size of 1. An image's
-// bytes count against the suite's memory budget for as long as it holds them.
+// contiguous buffer, x fastest, then y, then z; a 2-D image has a z size of 1. The buffer's
+// bytes count against the suite's memory budget for as long as the image, or a share of its
+// voxels (ShareVoxels), holds them.
 #pragma once
 #include <cstddef>
 #include <cstdint>
@@ -30,7 +31,7 @@ public:
     // False, the image left empty, when a size is below 1, the byte count does not fit in
     // memory, or the memory budget refuses it (a Warn line names `what`).
     bool Allocate(int nx, int ny, int nz, KrvVoxelType type, const char* what = "image");
-    // Lets go of the voxels and their bytes of budget.
+    // Lets go of the voxels; their bytes of budget go with the last share of them.
     void Clear() noexcept;
 
     bool IsEmpty() const noexcept { return m_data == nullptr; }
@@ -82,17 +83,23 @@ public:
 
     // The voxels as a view for the processing library; valid while the image keeps them.
     KrvVoxelView View() const noexcept;
+    // A share of the voxel buffer (null for an empty image): the voxels and their bytes of
+    // budget stay while it lives, even after the image lets them go, so that work on another
+    // thread or a client's read-only view outlives a removal from the store.
+    std::shared_ptr<const void> ShareVoxels() const noexcept { return m_data; }
 
     // "64x48x1 uint8" for messages.
     std::string Describe() const;
 
 private:
+    // Frees the buffer and gives its bytes back to the budget.
     struct FreeBytes {
-        void operator()(std::uint8_t* bytes) const noexcept;
+        std::size_t bytes;
+        void operator()(std::uint8_t* buffer) const noexcept;
     };
     void CheckType(KrvVoxelType wanted) const;
 
-    std::unique_ptr<std::uint8_t, FreeBytes> m_data;
+    std::shared_ptr<std::uint8_t> m_data;
     int m_nx = 0, m_ny = 0, m_nz = 0;
     KrvVoxelType m_type = KrvVoxelType::UInt8;
     std::size_t m_bytes = 0;

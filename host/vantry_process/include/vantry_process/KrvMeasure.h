@@ -2,6 +2,7 @@
 // delivery of result tables to the targets the client registered, and the size classes a sieve
 // makes of a result table's column.
 #pragma once
+#include <functional>
 #include <string>
 
 #include <vantry_access_korlib/KrvMeasureObjects.h>
@@ -34,13 +35,17 @@ VANTRY_PROCESS_EXPORT void krvMeasureIntoTable(const KrvVoxelView& labels, const
 // the measurement to refuse.
 VANTRY_PROCESS_EXPORT KrvVoxelView krvLabelView(const KrvImage& labels, KrvImage& widened);
 
-// The client's targets for result tables (either may be null; both null: none). The suite keeps
-// the pointers, the client the objects, until it registers others.
-VANTRY_PROCESS_EXPORT void krvSetResultTargets(COrlanSpreadsheet* spreadsheet, data::DictionaryPrivate* objectModel);
+// The client's targets for result tables (either may be null; both null: none), and what it is
+// told once a delivery has filled them (`delivered(name)`, on the delivering thread; may be
+// empty): a client that shows the tables reads its targets then. The suite keeps the pointers,
+// the client the objects, until it registers others.
+VANTRY_PROCESS_EXPORT void krvSetResultTargets(COrlanSpreadsheet* spreadsheet, data::DictionaryPrivate* objectModel,
+                                               std::function<void(const std::string&)> delivered = {});
 
 // Hands the result table `name` to the registered targets through the proxy service: message
 // 4301 with the spreadsheet, 4306 with the object model (each when registered), then 4303 with
-// the name. Sends nothing when no target is registered: the table stays in the suite.
+// the name, then the client's `delivered`. Sends nothing when no target is registered: the table
+// stays in the suite.
 VANTRY_PROCESS_EXPORT void krvDeliverResultTable(const std::string& name);
 
 // The size classes of the objects of result table `table` by its column `measure` and the
