@@ -1,6 +1,8 @@
 # Run by python_bench (bench/python_bench.cpp), which embeds the interpreter and gives the C++
 # side of each pair as the module korvane_bench. Each side is the best of several runs, the runs
-# of the two sides interleaved; ratios only mean something from a release build.
+# of the two sides interleaved, in the process's CPU time; ratios only mean something from a
+# release build.
+import time
 import timeit
 
 import korvane
@@ -11,7 +13,7 @@ RUNS = 7
 
 
 def python_seconds_per_call(call, *args):
-    timer = timeit.Timer("call(*args)", globals={"call": call, "args": args})
+    timer = timeit.Timer("call(*args)", timer=time.process_time, globals={"call": call, "args": args})
     return timer.timeit(CALLS) / CALLS
 
 
@@ -48,7 +50,8 @@ def measuring():
     objects = []
 
     def python_side():
-        timer = timeit.Timer(lambda: objects.append(len(korvane.measure("labels", "balls", grey="grey")["label"])))
+        timer = timeit.Timer(lambda: objects.append(len(korvane.measure("labels", "balls", grey="grey")["label"])),
+                             timer=time.process_time)
         return timer.timeit(1)
 
     python, cpp = best_of_interleaved(python_side, lambda: korvane_bench.measure_seconds("labels", "grey", "balls")[0],
