@@ -1,7 +1,6 @@
 # Memory stays flat over thousands of calls of each kind: arrays and images in and out, measuring,
 # exceptions raised. Python's objects (NumPy's buffers included) are counted by tracemalloc, the
-# C++ side by the resident pages; under AddressSanitizer, whose allocator keeps freed memory
-# aside, by its leak checker instead.
+# C++ heap by malloc's own count, which AddressSanitizer's allocator does not keep.
 import ctypes
 import tracemalloc
 
@@ -10,7 +9,7 @@ import pytest
 
 import korvane
 
-CALLS = 3000
+CALLS = 2000
 UNDER_ASAN = "libasan" in open("/proc/self/maps").read()
 
 
@@ -68,8 +67,8 @@ def test_memory_stays_flat_over_many_calls(suite, calls):
     labels[5:20, 5:20], labels[30:50, 10:60] = 1, 2
     assert korvane.putImage("labels", labels) and korvane.putImage("grey", labels.astype(np.uint16) * 3)
     korvane.addMsrGrp("shape")
-    for name in ("Area", "CentroidX", "MeanIntensity"):
-        korvane.addMsrToMsrGrp("shape", name)
+    for name in ("Area", "CentroidX"):
+        assert korvane.addMsrToMsrGrp("shape", name)
     for _ in range(CALLS // 10):  # warm-up: caches, free lists and the allocator's arenas fill
         calls()
     tracemalloc.start()
