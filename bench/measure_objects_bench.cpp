@@ -17,7 +17,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -25,10 +24,12 @@
 #include <vantry_access_korlib/KrvKernels.h>
 #include <vantry_access_korlib/KrvMeasureObjects.h>
 
+#include "BallVolume.h"
+
 namespace {
 
-constexpr int kSide = 256;
-constexpr std::size_t kVoxels = std::size_t(kSide) * kSide * kSide;
+constexpr int kSide = kbench::kBallVolumeSide;
+constexpr std::size_t kVoxels = kbench::kBallVolumeVoxels;
 
 double seconds(std::chrono::steady_clock::time_point since) {
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - since).count();
@@ -50,26 +51,6 @@ double peakResidentBytes() {
     rusage usage{};
     getrusage(RUSAGE_SELF, &usage);
     return usage.ru_maxrss * 1024.0;
-}
-
-// About 1,000 balls of radius 3 to 7 at random places (some touch and merge), grey values of
-// noise, brighter inside.
-void makeVolume(std::vector<std::uint8_t>& mask, std::vector<std::uint8_t>& grey) {
-    std::mt19937 random(7);
-    std::uniform_int_distribution<int> noise(0, 99);
-    for (std::uint8_t& g : grey) g = static_cast<std::uint8_t>(noise(random));
-    std::uniform_real_distribution<double> place(10, kSide - 10), radius(3, 7);
-    for (int ball = 0; ball < 1200; ++ball) {
-        const double cx = place(random), cy = place(random), cz = place(random), r = radius(random);
-        for (int z = int(cz - r); z <= int(cz + r) + 1; ++z)
-            for (int y = int(cy - r); y <= int(cy + r) + 1; ++y)
-                for (int x = int(cx - r); x <= int(cx + r) + 1; ++x)
-                    if (std::hypot(x - cx, y - cy, z - cz) <= r) {
-                        const std::size_t i = (std::size_t(z) * kSide + y) * kSide + x;
-                        mask[i] = 1;
-                        grey[i] = static_cast<std::uint8_t>(grey[i] + 100);
-                    }
-    }
 }
 
 // The baseline: one pass that reads what measuring reads, the labels and the grey volume.
@@ -121,7 +102,7 @@ double scikitImageSeconds(const std::string& python, const std::vector<std::uint
 int main(int argc, char** argv) {
     const std::string python = argc > 1 ? argv[1] : "/usr/bin/python3";
     std::vector<std::uint8_t> mask(kVoxels, 0), grey(kVoxels, 0);
-    makeVolume(mask, grey);
+    kbench::makeBallVolume(mask, grey);
     std::vector<std::int32_t> labels(kVoxels, 0);
     const double volumeBytes = double(kVoxels) * (sizeof(std::int32_t) + 1);  // labels and grey
     const double residentBefore = peakResidentBytes();

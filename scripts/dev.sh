@@ -15,7 +15,7 @@ BUILD_PACKAGES="build-essential cmake ninja-build pkg-config libboost-dev libboo
   libtiff-dev libpng-dev"
 PYTHON_PACKAGES="python3-dev pybind11-dev python3-numpy python3-skimage"
 TEST_PACKAGES="libgtest-dev libgmock-dev libbenchmark-dev python3 python3-jsonschema locales python3-skimage
-  python3-dev pybind11-dev python3-pytest"
+  python3-dev pybind11-dev python3-numpy python3-pytest"
 FUZZ_PACKAGES="clang libclang-rt-14-dev"
 TSAN_TESTS="^(CallbacksTest|SegmentTest\\.LongWork|CyclesTest|Repair\\.)"
 
@@ -99,11 +99,20 @@ consumer() {
     done
     cmake build/debug -DCMAKE_INSTALL_PREFIX=/usr -DCMAKE_INSTALL_LIBDIR="$multiarch" >/dev/null
     (cd build/debug && cpack -G DEB >/dev/null)
+    package=$(ls build/debug/korvaneapi_*.deb)
+    python_module=$(dpkg-deb -c "$package" | grep -c "/korvane\.cpython-.*\.so$" || true)
+    if [ "$python_module" -ne 0 ] && ! dpkg-deb -f "$package" Depends | grep -q "python3 (<<.*python3-numpy"; then
+        echo "dev.sh: $package carries the Python module without depending on python3 and python3-numpy" >&2
+        exit 1
+    fi
     if [ "$(id -u)" -eq 0 ]; then
         trap 'dpkg -P korvaneapi >/dev/null' EXIT
-        dpkg -i build/debug/korvaneapi_*.deb >/dev/null
+        dpkg -i "$package" >/dev/null
         check_installed /usr "$multiarch"
         build_consumers "" ""
+        if [ "$python_module" -ne 0 ]; then
+            (cd / && /usr/bin/python3 -c "import korvane; korvane.initKorvaneAPI(); korvane.endKorvaneAPI()")
+        fi
         dpkg -P korvaneapi >/dev/null
         trap - EXIT
     else

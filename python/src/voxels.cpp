@@ -10,10 +10,10 @@ namespace korvane_py {
 namespace {
 
 KrvVoxelType voxelTypeOf(const py::dtype& dtype) {
-    if (dtype.is(py::dtype::of<std::uint8_t>())) return KrvVoxelType::UInt8;
-    if (dtype.is(py::dtype::of<std::uint16_t>())) return KrvVoxelType::UInt16;
-    if (dtype.is(py::dtype::of<std::int32_t>())) return KrvVoxelType::Int32;
-    if (dtype.is(py::dtype::of<float>())) return KrvVoxelType::Float32;
+    if (dtype.equal(py::dtype::of<std::uint8_t>())) return KrvVoxelType::UInt8;
+    if (dtype.equal(py::dtype::of<std::uint16_t>())) return KrvVoxelType::UInt16;
+    if (dtype.equal(py::dtype::of<std::int32_t>())) return KrvVoxelType::Int32;
+    if (dtype.equal(py::dtype::of<float>())) return KrvVoxelType::Float32;
     throw py::type_error("an image must be uint8, uint16, int32 or float32, not " + describe(dtype));
 }
 
@@ -32,7 +32,11 @@ KrvVoxelSize suiteVoxelSize(const VoxelSizes& sizes, py::ssize_t ndim) {
 }  // namespace
 
 ArrayImage arrayImage(const py::object& values, const VoxelSizes& voxelSize) {
-    const py::array given = py::module_::import("numpy").attr("asarray")(values);
+    py::array given = py::module_::import("numpy").attr("asarray")(values);
+    // An equal dtype is enough (an unpickled array has its own); a swapped byte order is read as
+    // the machine's.
+    if (!given.dtype().attr("isnative").cast<bool>())
+        given = given.attr("astype")(given.dtype().attr("newbyteorder")("="));
     const KrvVoxelType type = voxelTypeOf(given.dtype());
     if (given.ndim() != 2 && given.ndim() != 3)
         throw py::value_error("an image must be of shape (ny, nx) or (nz, ny, nx), not " +

@@ -1,7 +1,8 @@
 # The callbacks as Python callables: progress while the suite works, errors reported and kept
-# out of the suite, a flush answering False stopping the work, from another thread too.
+# out of the suite, a flush answering False stopping the work, from other threads too.
 import threading
 
+import numpy as np
 import pytest
 
 import korvane
@@ -75,3 +76,50 @@ def test_another_thread_cancels_the_running_work(rings):
     cancel.set()
     worker.join(10)
     assert not worker.is_alive() and appended[0] < 1000 and korvane.getNbChain(rings) == appended[0]
+
+
+# Long work in one thread, the progress callables swapped and cleared in another all along, and a
+# third thread cancelling by replacing the flush callable: no deadlock, the work stops at the next
+# flush, and what it made is either whole or not there.
+LONG_WORKS = {
+    "command": (lambda: korvane.runCommand("Median", input="big", output="smoothed", size=5),
+                lambda answer: answer is False and korvane.getImageList() == ["big"]),
+    "rings": (lambda: korvane._suite.appendRings("rings", 1000, 64, 0, 0, 1),
+              lambda answer: answer == 2 and korvane.getNbChain("rings") == answer),
+}
+
+
+@pytest.mark.parametrize("work", LONG_WORKS)
+def test_threads_swapping_and_cancelling_during_long_work(rings, work):
+    run, stopped_cleanly = LONG_WORKS[work]
+    assert korvane.putImage("big", np.random.default_rng(1).integers(0, 255, (24, 128, 128), np.uint8))
+    working, cancelled, swapped, finished = (threading.Event() for _ in range(4))
+    korvane.setFlushEventsCB(lambda: working.set() or cancelled.wait(10))  # holds the work until cancelled
+    answers, messages = [], []
+
+    def swap_callables():
+        count = 0
+        while not finished.is_set():
+            korvane.setProgressMsgCB(messages.append if count % 2 else None)
+            korvane.setProgressRatioCB(None if count % 2 else messages.append)
+            count += 1
+            if count == 200:
+                swapped.set()
+
+    def cancel():
+        assert working.wait(10) and swapped.wait(10)
+        korvane.setFlushEventsCB(lambda: False)  # the next flush of the running work answers this
+        cancelled.set()
+
+    threads = [threading.Thread(target=lambda: answers.append(run())), threading.Thread(target=swap_callables),
+               threading.Thread(target=cancel)]
+    for thread in threads:
+        thread.start()
+    threads[0].join(30)
+    finished.set()
+    for thread in threads[1:]:
+        thread.join(10)
+    assert not any(thread.is_alive() for thread in threads)
+    assert len(answers) == 1 and stopped_cleanly(answers[0]), answers
+    korvane.setFlushEventsCB(None)
+    assert korvane.runCommand("Median", input="big", output="smoothed", size=3)  # usable again
