@@ -262,7 +262,9 @@ def copy_if_changed(source, target):
     if target.exists() and target.read_bytes() == source.read_bytes():
         return
     target.parent.mkdir(parents=True, exist_ok=True)
-    shutil.copy2(source, target)
+    # The content and mode, not the time stamp: one older than the mirror's objects goes unbuilt.
+    shutil.copyfile(source, target)
+    shutil.copymode(source, target)
 
 
 def sync_mirror(mirror):
