@@ -1,6 +1,5 @@
 // The proxy service over the real registry: status-bar forwarding, target designation and the
 // conversions into the Tarsel spreadsheet and object model, with the suite refusing each step.
-#include <locale>
 #include <string>
 #include <vector>
 
@@ -121,18 +120,6 @@ TEST_F(ProxyServiceTest, RefusedConversionsWarnOnTheirLinesAndGoOn) {
     EXPECT_EQ(log->find("No Tarsel spreadsheet selected, can't convert Korvane data areas with data type 3 to Tarsel")
                   .size(),
               1u);
-}
-
-// Numbers in a line are written as a fresh string stream writes them: in the client's locale.
-TEST_F(ProxyServiceTest, MessageLineFollowsTheClientsGlobalLocale) {
-    struct GroupingComma : std::numpunct<char> {
-        char do_thousands_sep() const override { return ','; }
-        std::string do_grouping() const override { return "\3"; }
-    };
-    const std::locale previous = std::locale::global(std::locale(std::locale::classic(), new GroupingComma));
-    send(eMessageConvertData, {"areas", 3});
-    std::locale::global(previous);
-    expectLine(Level::Debug, "Receiving message from service 6, objectType = tab, objectName = t1, messageId = 4,300");
 }
 
 TEST_F(ProxyServiceTest, UnknownMessagesAndCopiesLeaveTheRegisteredServiceAlone) {
