@@ -79,39 +79,23 @@ TEST(Formula, ImageVocabularyRefusesOtherNamesWhichTheSyntaxCheckAccepts) {
     EXPECT_EQ(manager.formula().disassemble(), "var 2\nvar 11\nadd\nvar 2\nadd\n");
 }
 
-TEST(Formula, ReadsPrecedenceAsInMathematics) {
-    EXPECT_DOUBLE_EQ(value("2+3*4"), 14);
-    EXPECT_DOUBLE_EQ(value("(2+3)*4"), 20);
-    EXPECT_DOUBLE_EQ(value("-2^2"), -4);
-    EXPECT_DOUBLE_EQ(value("2^-1"), 0.5);
-    EXPECT_DOUBLE_EQ(value("2^3^2"), 512);
-    EXPECT_DOUBLE_EQ(value("10-4-3"), 3);
-    EXPECT_DOUBLE_EQ(value("12/3/2"), 2);
-    EXPECT_DOUBLE_EQ(value("1+2 < 4 and 0 or 5 > 4"), 1);
-    EXPECT_DOUBLE_EQ(value("1 < 2 == 1"), 1);
-    EXPECT_DOUBLE_EQ(value("0 ? 1 : 0 ? 2 : 3"), 3);
-    EXPECT_DOUBLE_EQ(value("1 ? 0 ? 5 : 6 : 7"), 6);
-    EXPECT_DOUBLE_EQ(value("not 0 + 1"), 2);  // not binds as tightly as unary minus
-    EXPECT_DOUBLE_EQ(value("--3"), 3);
-}
-
-TEST(Formula, EvaluatesFunctionsTruthValuesAndVariables) {
+TEST(Formula, ReadsPrecedenceAndEvaluatesFunctionsTruthValuesAndVariables) {
+    // "not" binds as tightly as unary minus; any non-zero value is true, negatives included.
+    const std::pair<const char*, double> cases[] = {
+        {"2+3*4", 14}, {"(2+3)*4", 20}, {"-2^2", -4}, {"2^-1", 0.5}, {"2^3^2", 512}, {"10-4-3", 3}, {"12/3/2", 2},
+        {"1+2 < 4 and 0 or 5 > 4", 1}, {"1 < 2 == 1", 1}, {"0 ? 1 : 0 ? 2 : 3", 3}, {"1 ? 0 ? 5 : 6 : 7", 6},
+        {"not 0 + 1", 2}, {"--3", 3}, {"sqrt(I1*I1+I2*I2)", 5}, {"abs(I9) + X*Z", 12}, {"min(I1, I2, I9) + max(I1, X)", 3},
+        {"clamp(X, 0, 4) + clamp(I9, 0, 4)", 4}, {"floor(2.5) + ceil(2.5) + round(2.5) + round(-2.5)", 5},
+        {"atan2(1, 1) * 4 - pi + log(e) + log10(1000) + exp(0)", 5},
+        {"sin(pi/2) + cos(0) + tan(0) + asin(1) + acos(1) + atan(0)", 2 + M_PI / 2}, {"I9 ? 1 : 2", 1},
+        {"I9 and 0.25", 1}, {"!I9 + !Y", 1}};
     std::vector<double> slots(12, 0.0);
-    slots[0] = 3;   // I1
-    slots[1] = 4;   // I2
-    slots[8] = -7;  // I9
-    slots[9] = 10;  // X
+    slots[0] = 3;     // I1
+    slots[1] = 4;     // I2
+    slots[8] = -7;    // I9
+    slots[9] = 10;    // X
     slots[11] = 0.5;  // Z
-    EXPECT_DOUBLE_EQ(value("sqrt(I1*I1+I2*I2)", slots), 5);
-    EXPECT_DOUBLE_EQ(value("abs(I9) + X*Z", slots), 12);
-    EXPECT_DOUBLE_EQ(value("min(I1, I2, I9) + max(I1, X)", slots), 3);
-    EXPECT_DOUBLE_EQ(value("clamp(X, 0, 4) + clamp(I9, 0, 4)", slots), 4);
-    EXPECT_DOUBLE_EQ(value("floor(2.5) + ceil(2.5) + round(2.5) + round(-2.5)", slots), 5);
-    EXPECT_NEAR(value("atan2(1, 1) * 4 - pi + log(e) + log10(1000) + exp(0)", slots), 5, 1e-12);
-    EXPECT_NEAR(value("sin(pi/2) + cos(0) + tan(0) + asin(1) + acos(1) + atan(0)", slots), 2 + M_PI / 2, 1e-12);
-    EXPECT_DOUBLE_EQ(value("I9 ? 1 : 2", slots), 1);  // any non-zero value is true, negatives included
-    EXPECT_DOUBLE_EQ(value("I9 and 0.25", slots), 1);
-    EXPECT_DOUBLE_EQ(value("!I9 + !Y", slots), 1);
+    for (const auto& [text, expected] : cases) EXPECT_NEAR(value(text, slots), expected, 1e-12) << text;
     EXPECT_DOUBLE_EQ(value("1e-999999 + 0.000", slots), 0);  // too small to hold is zero
     EXPECT_TRUE(std::isinf(value("1/0")));
     EXPECT_TRUE(std::isnan(value("sqrt(-1)")));

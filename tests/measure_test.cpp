@@ -1,7 +1,6 @@
 // User measures, measure parameters and Feret 3-D directions over the stand-alone suite, with
 // every failure answer of the host produced through its fault points.
 #include <cmath>
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -17,28 +16,15 @@
 
 #include "support/TestSupport.h"
 
-using kapitest::expectLogLine;
-using kapitest::sourceLine;
 using Level = KrvLoggerLevel;
 using Names = std::vector<std::string>;
 using KrvFault::Answer;
 
 namespace {
 
-const char* const kFile = "src/MeasureInterface.cpp";
-
 class Measures : public kapitest::AfterStartUpTest {
 protected:
-    static int line(const std::string& snippet) { return sourceLine(kFile, snippet); }
-    static int lineAfter(const std::string& anchor, const std::string& snippet) {
-        return kapitest::sourceLineAfter(kFile, anchor, snippet);
-    }
     static CDatUsrMeasure* user(const std::string& name) { return CDatAnlHandler::m_pInstance->GetUsrMsr(name); }
-    int errors() const {
-        int count = 0;
-        for (const auto& l : log->lines()) count += l.level >= Level::Warn;
-        return count;
-    }
 };
 
 TEST_F(Measures, UnitDimensionsAreStoredAsFiveLessTheValueAndInvalidOnesGoOnAsZero) {
@@ -50,28 +36,21 @@ TEST_F(Measures, UnitDimensionsAreStoredAsFiveLessTheValueAndInvalidOnesGoOnAsZe
     int n = 0;
     for (const auto& c : cases) {
         const std::string name = "M" + std::to_string(n++);
-        log->clear();
         ASSERT_TRUE(createUsrMsrByFormula(name, "Area * 2", static_cast<eMsrUnitDim>(c.value))) << c.value;
         EXPECT_EQ(user(name)->m_unitDim, c.stored) << c.value;
         const auto found = log->find("Error, invalid user measure unit dimension value for measure " + name);
         EXPECT_EQ(found.size(), c.reported ? 1u : 0u) << c.value;
     }
     ASSERT_TRUE(createUsrMsrByIPFunction("Ip", "Compactness", static_cast<eMsrUnitDim>(9)));
-    expectLogLine(*log, Level::Error, "Error, invalid user measure unit dimension value for measure Ip", kFile,
-                  line("\"Error, invalid user measure unit dimension value"));
+    expectLine(Level::Error, "Error, invalid user measure unit dimension value for measure Ip");
 }
 
 TEST_F(Measures, FormulasAreCheckedFirstThenNamedThenCompiledAndUndone) {
     // The static check comes before the name: even an invalid name gets the formula message.
     EXPECT_FALSE(createUsrMsrByFormula("", "Area +", eMsrUnitDim5));
-    expectLogLine(*log, Level::Error, "Invalid user measure formula Area + for user measure ", kFile,
-                  line("if (!CDatUsrMeasure::checkMsrFormula") + 1);
+    expectLine(Level::Error, "Invalid user measure formula Area + for user measure ");
     EXPECT_EQ(KrvFault::calls("CDatAnlHandler::AddUsrMsr"), 0u);
-
-    log->clear();
     EXPECT_FALSE(createUsrMsrByFormula("Bad name\n", "Area", eMsrUnitDim5));
-    expectLogLine(*log, Level::Error, "Invalid user measure name Bad name\n, can't create it", kFile,
-                  line("\"Invalid user measure name \""));
 
     // Passes the syntax check, refused by the compile (unknown measure, itself): one Error, removed.
     for (const char* formula : {"Area + Nothing", "Self * 2"}) {
@@ -79,93 +58,41 @@ TEST_F(Measures, FormulasAreCheckedFirstThenNamedThenCompiledAndUndone) {
         EXPECT_FALSE(createUsrMsrByFormula("Self", formula, eMsrUnitDim5));
         EXPECT_EQ(log->find(std::string("Invalid user measure formula ") + formula + " for user measure Self").size(), 1u);
         EXPECT_EQ(user("Self"), nullptr);
-        EXPECT_EQ(getUsrMsrFormula("Self"), "");
-        EXPECT_EQ(log->find("Can't get formula for user measure Self, this user measure doesn't exists").size(), 1u);
     }
 
     // A formula over a native and a user measure, evaluated by the suite.
     ASSERT_TRUE(createUsrMsrByFormula("Double", "Area * 2", eMsrUnitDim3));
-    expectLogLine(*log, Level::Debug, "Creating user measure Double associated to formula Area * 2", kFile,
-                  line("\" associated to formula \""));
     ASSERT_TRUE(createUsrMsrByFormula("Mixed", "Double + sqrt(Perimeter) ^ 2", eMsrUnitDim3));
     const auto values = [](const std::string& name) { return name == "Double" ? 10.0 : 9.0; };
     EXPECT_DOUBLE_EQ(user("Mixed")->evaluate(values), 19.0);
-    log->clear();
     EXPECT_EQ(getUsrMsrFormula("Mixed"), "Double + sqrt(Perimeter) ^ 2");
-    expectLogLine(*log, Level::Debug, "Retrieving formula for user measure Mixed", kFile,
-                  line("\"Retrieving formula for user measure \""));
-    expectLogLine(*log, Level::Debug, "Formula = Double + sqrt(Perimeter) ^ 2", kFile, line("\"Formula = \""));
-}
-
-// Each call's Debug line, at its level and from its own statement.
-TEST_F(Measures, EachCallWritesItsDebugLine) {
-    ASSERT_TRUE(createUsrMsrByFormula("U", "Area * 2", eMsrUnitDim3));
-    const struct {
-        std::function<void()> call;
-        const char* message;
-        const char* snippet;
-    } cases[] = {
-        {[] { getUsrMsrList(); }, "Retrieving user measure list :", "\"Retrieving user measure list :\""},
-        {[] { getNatMsrList(); }, "Retrieving native measure list :", "\"Retrieving native measure list :\""},
-        {[] { setMsrParams("Length3d", {}); }, "Setting params for user measure Length3d",
-         "\"Setting params for user measure \""},
-        {[] { removeUsrMsr("U"); }, "Removing user measure U", "\"Removing user measure \", name"},
-        {[] { removeAllUsrMsr(); }, "Removing all user measures", "\"Removing all user measures\""},
-    };
-    for (const auto& c : cases) {
-        log->clear();
-        c.call();
-        expectLogLine(*log, Level::Debug, c.message, kFile, line(c.snippet));
-    }
 }
 
 TEST_F(Measures, IpFunctionsComeFromTheCatalogue) {
     EXPECT_FALSE(createUsrMsrByIPFunction("F", "not an identifier", eMsrUnitDim5));
-    expectLogLine(*log, Level::Error, "Invalid user measure Ip function not an identifier for user measure F", kFile,
-                  line("if (!CDatUsrMeasure::checkIpFunction(function))") + 1);
     EXPECT_EQ(KrvFault::calls("CDatAnlHandler::AddUsrMsr"), 0u);
-
-    log->clear();
     EXPECT_FALSE(createUsrMsrByIPFunction("F", "NoSuchFunction", eMsrUnitDim5));
-    expectLogLine(*log, Level::Error, "Invalid user measure Ip function NoSuchFunction for user measure F", kFile,
-                  line("if (measure->initIpFunction(function)) return true;") + 1);
     EXPECT_EQ(user("F"), nullptr);
+    EXPECT_EQ(log->find("Invalid user measure Ip function NoSuchFunction for user measure F").size(), 1u);
 
     for (const KrvIpFunction& function : krvIpFunctions()) {
         EXPECT_TRUE(CDatUsrMeasure::checkIpFunction(function.name)) << function.name;
         EXPECT_NE(std::string(function.description), "");
     }
     ASSERT_TRUE(createUsrMsrByIPFunction("F", "MeanIntensity", eMsrUnitDim5));
-    expectLogLine(*log, Level::Debug, "Creating user measure F associated to ip function MeanIntensity", kFile,
-                  line("\" associated to ip function \""));
     log->clear();
     EXPECT_EQ(getUsrMsrFormula("F"), "MeanIntensity");
-    expectLogLine(*log, Level::Debug, "IpFunction = MeanIntensity", kFile, line("\"IpFunction = \""));
-}
-
-TEST_F(Measures, HostFailuresDuringCreationAndLookUp) {
-    KrvFault::arm("CDatAnlHandler::AddUsrMsr", Answer::Null);
-    EXPECT_FALSE(createUsrMsrByFormula("A", "Area", eMsrUnitDim5));
-    EXPECT_EQ(log->find("Invalid user measure name A, can't create it").size(), 1u);
+    expectLine(Level::Debug, "IpFunction = MeanIntensity");
 
     // The undo itself fails: the half-made measure stays, a Warn says so.
-    log->clear();
     KrvFault::arm("CDatUsrMeasure::initUsrFormula", Answer::Zero);
     KrvFault::arm("CDatAnlHandler::RemoveUsrMsr", Answer::Zero);
     EXPECT_FALSE(createUsrMsrByFormula("A", "Area", eMsrUnitDim5));
-    expectLogLine(*log, Level::Warn, "Can't remove user measure A", kFile,
-                  lineAfter("void undoCreation", "\"Can't remove user measure \""));
+    expectLine(Level::Warn, "Can't remove user measure A");
     EXPECT_NE(user("A"), nullptr);
-
-    log->clear();
     KrvFault::arm("CDatUsrMeasure::getUsrMeasureType", Answer::Custom, 1, 1, 2);
     EXPECT_EQ(getUsrMsrFormula("A"), "");
-    expectLogLine(*log, Level::Error, "Can't get formula for user measure A, unsupported user measure type", kFile,
-                  line("\", unsupported user measure type\""));
-
-    log->clear();
-    removeUsrMsr("Nothing");
-    expectLogLine(*log, Level::Warn, "Can't remove user measure Nothing", kFile, lineAfter("void removeUsrMsr", "\"Can't remove user measure \""));
+    expectLine(Level::Error, "Can't get formula for user measure A, unsupported user measure type");
 }
 
 TEST_F(Measures, ReservedMeasuresAreHiddenAndSurviveRemoveAll) {
@@ -182,7 +109,6 @@ TEST_F(Measures, ReservedMeasuresAreHiddenAndSurviveRemoveAll) {
     std::vector<CKrvString> all;
     CDatAnlHandler::m_pInstance->GetUsrMsrList(all);
     EXPECT_EQ(all.size(), 5u);
-
     removeUsrMsr("ClassId");
     EXPECT_EQ(user("ClassId"), nullptr);
 }
@@ -195,25 +121,18 @@ TEST_F(Measures, ParametersOfNativeMeasures) {
     EXPECT_EQ(info.nbParams, 26);
     EXPECT_FALSE(getMsrInfo("Nothing", info));
 
-    // No parameters: an empty vector and no Error.
+    // No parameters: an empty vector and no complaint.
     log->clear();
     EXPECT_TRUE(getMsrParams("Area").empty());
-    EXPECT_EQ(errors(), 0);
-    expectLogLine(*log, Level::Debug, "Getting params for user measure Area", kFile,
-                  line("\"Getting params for user measure \""));
+    for (const auto& l : log->lines()) EXPECT_LT(l.level, Level::Warn) << l.message;
 
     const std::vector<float> angles{0.f, 45.f, 90.f, 180.f};
-    log->clear();
     EXPECT_TRUE(setMsrParams("FeretMax", angles));
-    expectLogLine(*log, Level::Debug, "45", kFile, lineAfter("bool setMsrParams", "KAPI_LOG(Debug, values[i]);"));
     log->clear();
     EXPECT_EQ(getMsrParams("FeretMax"), angles);
-    expectLogLine(*log, Level::Debug, "180", kFile, lineAfter("std::vector<float> getMsrParams", "KAPI_LOG(Debug, values[i]);"));
+    expectLine(Level::Debug, "180");
 
-    log->clear();
     EXPECT_FALSE(setMsrParams("FeretMax", {200.f}));
-    expectLogLine(*log, Level::Error, "Can't set parameters for measure FeretMax", kFile,
-                  line("\"Can't set parameters for measure \""));
     EXPECT_FALSE(setMsrParams("FeretMax", {}));  // the suite decides: a count of 0 is refused
     KrvFault::arm("IpIndSetMsrInfo", Answer::Zero);
     EXPECT_TRUE(setMsrParams("FeretMax", {}));  // ... or accepts it
@@ -225,43 +144,13 @@ TEST_F(Measures, ParametersOfNativeMeasures) {
              {10.f, 20.f, 30.f}, {91.f, 0.f}, {-1.f, 0.f}, {45.f, 361.f}, {nan, 0.f}, {45.f, INFINITY}})
         EXPECT_FALSE(setMsrParams("Length3d", refused)) << refused.size() << " " << refused[0] << " " << refused[1];
     EXPECT_TRUE(setMsrParams("Length3d", {90.f, 0.f, 360.f, 0.f}));
-
-    log->clear();
-    EXPECT_FALSE(setMsrParams("Area", {1.f}));
-    expectLogLine(*log, Level::Error, "Measure Area has no parameters, can't set it", kFile,
-                  line("\" has no parameters, can't set it\""));
-
-    for (const char* missing : {"Nothing"}) {
-        log->clear();
-        EXPECT_TRUE(getMsrParams(missing).empty());
-        EXPECT_FALSE(setMsrParams(missing, {1.f}));
-        EXPECT_EQ(log->find("Can't find measure Nothing").size(), 2u);
-    }
-
-    // A user measure: Warn when reading, Error when writing, before any look-up.
-    ASSERT_TRUE(createUsrMsrByFormula("U", "Area", eMsrUnitDim5));
-    KrvFault::reset();
-    log->clear();
-    EXPECT_TRUE(getMsrParams("U").empty());
-    EXPECT_FALSE(setMsrParams("U", {1.f}));
-    expectLogLine(*log, Level::Warn, "User measures have no parameters, can't get it, for measure U", kFile,
-                  line("can't get it, for measure "));
-    expectLogLine(*log, Level::Error, "User measures have no parameters, can't set it, for measure U", kFile,
-                  line("can't set it, for measure "));
-    EXPECT_EQ(KrvFault::calls("IpIndGetMsrInfo"), 0u);
 }
 
 TEST_F(Measures, OddAnswersOfTheParameterBlock) {
-    KrvFault::arm("IpIndGetMsrInfo", Answer::NonZero);
-    EXPECT_TRUE(getMsrParams("Length3d").empty());
-    expectLogLine(*log, Level::Error, "Can't find measure Length3d", kFile, lineAfter("std::vector<float> getMsrParams", "\"Can't find measure \""));
-
     // Values counted but no array.
-    log->clear();
     KrvFault::arm("IpIndGetMsrInfo", Answer::Custom, 1, 1, 1);
     EXPECT_TRUE(getMsrParams("Length3d").empty());
-    expectLogLine(*log, Level::Error, "Internal error, measure info size mismatch with pointer value for measure Length3d",
-                  kFile, line("\"Internal error, measure info size mismatch"));
+    expectLine(Level::Error, "Internal error, measure info size mismatch with pointer value for measure Length3d");
 
     // An array with a count of 0 or -1: empty, no Error, no value line.
     for (const long long odd : {2LL, 3LL}) {
@@ -285,10 +174,6 @@ TEST_F(Measures, OddAnswersOfTheParameterBlock) {
         EXPECT_LT(kapitest::heapInUse(), before + 4096) << odd;
     }
     getKorvaneAPILogger().setLogLevel(static_cast<int>(Level::Debug));
-
-    KrvFault::arm("IpIndSetMsrInfo", Answer::NonZero);
-    EXPECT_FALSE(setFeret3dMsrParams(4));
-    EXPECT_EQ(log->find("Can't set parameters for measure Length3d").size(), 1u);
     EXPECT_TRUE(setFeret3dMsrParams(4));
     EXPECT_EQ(getMsrParams("Length3d").size(), 8u);
 }
@@ -302,17 +187,10 @@ TEST_F(Measures, FeretAnglesPolarBlockFirstInDegrees) {
         } catch (const KorvaneAPIException& e) {
             EXPECT_STREQ(e.what(), "Number of angles for Feret3d measures must be strictly positive");
         }
-        expectLogLine(*log, Level::Error, "Number of angles for Feret3d measures must be strictly positive", kFile,
-                      line("\"Number of angles for Feret3d"));
+        expectLine(Level::Error, "Number of angles for Feret3d measures must be strictly positive");
     }
     EXPECT_THROW(setFeret3dMsrParams(0), KorvaneAPIException);
     EXPECT_EQ(KrvFault::calls("IpIndSetMsrInfo"), 0u);
-
-    log->clear();
-    KrvFault::arm("IpSampleHalfSphereAngle", Answer::NonZero);
-    EXPECT_THROW(getUniformFeret3dAngles(7), KorvaneAPIException);
-    expectLogLine(*log, Level::Error, "IpSampleHalfSphereAngle failed while setting Feret3d parameters", kFile,
-                  line("\"IpSampleHalfSphereAngle failed"));
 
     KrvFault::arm("IpSampleHalfSphereAngle", Answer::Custom, 1, 1, 1);
     EXPECT_EQ(getUniformFeret3dAngles(3), (std::vector<float>{90.f, 90.f, 90.f, 0.f, 0.f, 0.f}));
@@ -323,16 +201,13 @@ TEST_F(Measures, FeretAnglesPolarBlockFirstInDegrees) {
     ASSERT_EQ(small.size(), 200u);
     EXPECT_EQ(KrvFault::calls("SphereSampling::run"), 0u);
     for (int i = 0; i < 100; ++i) {
-        EXPECT_GE(small[i], 0.f);
-        EXPECT_LE(small[i], 90.f);
-        EXPECT_GE(small[100 + i], 0.f);
-        EXPECT_LT(small[100 + i], 360.f);
+        EXPECT_TRUE(small[i] >= 0.f && small[i] <= 90.f) << small[i];
+        EXPECT_TRUE(small[100 + i] >= 0.f && small[100 + i] < 360.f) << small[100 + i];
     }
     KrvFault::arm("SphereSampling::run", Answer::Custom, 1, 1, 7);
     EXPECT_EQ(getUniformFeret3dAngles(500).size(), 14u);
     KrvFault::arm("SphereSampling::run", Answer::Custom, 1, 1, 0);
     EXPECT_TRUE(getUniformFeret3dAngles(500).empty());
-    EXPECT_EQ(log->find("IpSampleHalfSphereAngle failed while setting Feret3d parameters").size(), 1u);
 }
 
 // Each sampler's radians in degrees (widened to double, times 180, over pi, narrowed), the polar

@@ -1,7 +1,6 @@
 // The suite's main log file (a folder of the user's own, never written through a link) and the
 // errors of its settings and logging files.
 #include <cstdlib>
-#include <functional>
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -158,64 +157,46 @@ TEST_F(MainLogFileTest, FolderOthersCanWriteOrOwnIsRefused) {
     EXPECT_EQ(modeOf(folder + "/new"), 0700u);
 }
 
-// The suite's exception with its message, file and line.
-KrvBaseException thrownBy(const std::function<void()>& work) {
-    try {
-        work();
-    } catch (const KrvBaseException& e) {
-        return e;
+// A malformed logging or settings file: the suite's exception names the file and the line.
+TEST_F(MainLogFileTest, LoggingAndSettingsFileErrorsNameFileAndLine) {
+    const std::string config = folder + "/logging.ini", settings = folder + "/Tarsel.ini";
+    const struct {
+        const std::string& file;
+        const char* text;  // null: no file
+        std::string message;
+        std::uint64_t line;
+    } cases[] = {
+        {config, nullptr, "Missing logger configuration " + config, 0},
+        // The line of the key itself, not of a longer name that starts like it.
+        {config, "; levels\n[Levels]\nKorvane.KorvaneAPI.Detail = Debug\n  Korvane.KorvaneAPI = Loud\n",
+         "Invalid log level \"Loud\" for logger Korvane.KorvaneAPI in " + config + " line 4", 4},
+        {config, "[Console]\n\n# the console\nLevel=-3\n", "Invalid log level \"-3\" for the console in " + config + " line 4", 4},
+        {config, "[Levels]\nKorvane\n", "Malformed logger configuration " + config + " line 2: '=' character not found in line", 2},
+        {settings, "[Memory]\nMaximumAmount = 10\n[Memory]\n", "Malformed settings file " + settings + " line 3: duplicate section name", 3},
+        {settings, "[Options]\nFlags = 1\n[Memory]\nMaximum = 1\nMaximumAmount = lots\n",
+         "Invalid setting in " + settings + " line 5: [Memory] MaximumAmount = \"lots\" is not a number of bytes from 0 to 18446744073709551615", 5},
+        {settings, "[Logging]\nFolder = log\nLevel = Loud\n",
+         "Invalid setting in " + settings + " line 3: [Logging] Level = \"Loud\" is not a log level (Debug, Info, Warn, Error, Off or a number)", 3},
+    };
+    for (const auto& c : cases) {
+        if (c.text) std::ofstream(c.file) << c.text;
+        try {
+            if (&c.file == &config) initKrvLoggers(config, "", "Info");
+            else CKrvSettingDoc::getInstance().init("Tarsel", true, folder);
+            ADD_FAILURE() << "no exception for " << c.message;
+        } catch (const KrvBaseException& e) {
+            EXPECT_EQ(e.getMessage(), c.message);
+            EXPECT_EQ(e.getFile(), c.file);
+            EXPECT_EQ(e.getLine(), c.line) << c.message;
+        }
     }
-    ADD_FAILURE() << "no KrvBaseException";
-    return KrvBaseException();
-}
-
-TEST_F(MainLogFileTest, LoggingFileErrorsNameFileAndLine) {
-    const std::string config = folder + "/logging.ini";
-    KrvBaseException e = thrownBy([&] { initKrvLoggers(config, "", "Info"); });
-    EXPECT_EQ(e.getMessage(), "Missing logger configuration " + config);
-    EXPECT_EQ(e.getFile(), config);
-    EXPECT_EQ(e.getLine(), 0u);
-
-    // The line of the key itself, not of a longer name that starts like it.
-    std::ofstream(config) << "; levels\n[Levels]\nKorvane.KorvaneAPI.Detail = Debug\n  Korvane.KorvaneAPI = Loud\n";
-    e = thrownBy([&] { initKrvLoggers(config, "", "Info"); });
-    EXPECT_EQ(e.getMessage(), "Invalid log level \"Loud\" for logger Korvane.KorvaneAPI in " + config + " line 4");
-    EXPECT_EQ(e.getLine(), 4u);
-
-    std::ofstream(config) << "[Console]\n\n# the console\nLevel=-3\n";
-    e = thrownBy([&] { initKrvLoggers(config, "", "Info"); });
-    EXPECT_EQ(e.getMessage(), "Invalid log level \"-3\" for the console in " + config + " line 4");
-
-    std::ofstream(config) << "[Levels]\nKorvane\n";
-    e = thrownBy([&] { initKrvLoggers(config, "", "Info"); });
-    EXPECT_EQ(e.getMessage(), "Malformed logger configuration " + config + " line 2: '=' character not found in line");
-    EXPECT_EQ(e.getLine(), 2u);
-
-    e = thrownBy([&] { initKrvLoggers("", "", "Chatty"); });
-    EXPECT_EQ(e.getMessage(), "Invalid log level \"Chatty\" for the base logger");
-}
-
-TEST_F(MainLogFileTest, SettingsFileErrorsNameFileAndLine) {
-    const std::string settings = folder + "/Tarsel.ini";
-    CKrvSettingDoc& doc = CKrvSettingDoc::getInstance();
-    std::ofstream(settings) << "[Memory]\nMaximumAmount = 10\n[Memory]\n";
-    KrvBaseException e = thrownBy([&] { doc.init("Tarsel", true, folder); });
-    EXPECT_EQ(e.getMessage(), "Malformed settings file " + settings + " line 3: duplicate section name");
-    EXPECT_EQ(e.getLine(), 3u);
-
-    std::ofstream(settings) << "[Options]\nFlags = 1\n[Memory]\nMaximum = 1\nMaximumAmount = lots\n";
-    e = thrownBy([&] { doc.init("Tarsel", true, folder); });
-    EXPECT_EQ(e.getMessage(), "Invalid setting in " + settings +
-                                  " line 5: [Memory] MaximumAmount = \"lots\" is not a number of bytes from 0 to "
-                                  "18446744073709551615");
-    EXPECT_EQ(e.getLine(), 5u);
-
-    std::ofstream(settings) << "[Logging]\nFolder = log\nLevel = Loud\n";
-    e = thrownBy([&] { doc.init("Tarsel", true, folder); });
-    EXPECT_EQ(e.getMessage(), "Invalid setting in " + settings +
-                                  " line 3: [Logging] Level = \"Loud\" is not a log level (Debug, Info, Warn, Error, "
-                                  "Off or a number)");
-    doc.reset();
+    CKrvSettingDoc::getInstance().reset();
+    try {
+        initKrvLoggers("", "", "Chatty");
+        ADD_FAILURE() << "no exception for the base logger's level";
+    } catch (const KrvBaseException& e) {
+        EXPECT_EQ(e.getMessage(), "Invalid log level \"Chatty\" for the base logger");
+    }
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <fstream>
 #include <map>
+#include <set>
 
 #include <malloc.h>
 
@@ -31,6 +32,7 @@ void LogCapture::uninstall() {
 
 void LogCapture::write(const KrvLogRecord& record) {
     m_lines.push_back({record.level, record.logger, record.message, record.file ? record.file : "", record.line});
+    m_everyLine.push_back(m_lines.back());
 }
 
 std::vector<LogLine> LogCapture::lines() const { return m_lines; }
@@ -79,32 +81,76 @@ int sourceLine(const std::string& fileTail, const std::string& snippet) {
     return found;
 }
 
-void expectLinesNameTheirStatements(const LogCapture& capture) {
-    static std::map<std::string, std::vector<std::string>> sources;
-    for (const LogLine& logged : capture.lines()) {
-        if (logged.logger != "Korvane.KorvaneAPI") continue;
-        std::vector<std::string>& source = sources[logged.file];
-        if (source.empty()) {
-            // The build names sources relative to its folder ("../../src/..."); read the checkout's.
-            std::string path = logged.file;
-            while (path.compare(0, 3, "../") == 0) path.erase(0, 3);
-            std::ifstream in(path.front() == '/' ? path : std::string(KORVANE_SOURCE_DIR) + "/" + path);
-            for (std::string text; std::getline(in, text);) source.push_back(text);
-        }
-        const bool inFile = logged.line >= 1 && static_cast<std::size_t>(logged.line) <= source.size();
-        const std::string text = inFile ? source[static_cast<std::size_t>(logged.line) - 1] : "";
-        const auto holds = [&text](const char* statement) { return text.find(statement) != std::string::npos; };
-        EXPECT_TRUE(holds("KAPI_LOG(") || holds("KAPI_FAILURE(") || holds("KAPI_COPY_NAMES("))
-            << logged.file << ":" << logged.line << " logged \"" << logged.message << "\" but holds: " << text;
-    }
+void expectLogged(const LogCapture& capture, KrvLoggerLevel level, const std::string& message) {
+    const std::vector<LogLine> found = capture.find(message);
+    ASSERT_EQ(found.size(), 1u) << "lines with message \"" << message << "\"";
+    EXPECT_EQ(static_cast<int>(found[0].level), static_cast<int>(level)) << message;
+    EXPECT_EQ(found[0].logger, "Korvane.KorvaneAPI") << message;
 }
 
-int sourceLineAfter(const std::string& fileTail, const std::string& anchor, const std::string& snippet) {
-    const std::vector<std::string> lines = sourceText(fileTail);
-    for (std::size_t i = static_cast<std::size_t>(sourceLine(fileTail, anchor)); i < lines.size(); ++i)
-        if (lines[i].find(snippet) != std::string::npos) return static_cast<int>(i) + 1;
-    ADD_FAILURE() << snippet << " after " << anchor << " in " << fileTail;
-    return 0;
+namespace {
+
+// A logging statement as its source line shows it: the level it writes at and its texts.
+struct Statement {
+    std::string level;
+    std::vector<std::string> texts;
+};
+
+bool readStatement(const std::string& line, Statement& statement) {
+    static const std::pair<std::string, const char*> kMacros[] = {
+        {"KAPI_LOG(", nullptr}, {"KAPI_FAILURE(", "Error"}, {"KAPI_COPY_NAMES(", "Debug"}};
+    for (const auto& [macro, level] : kMacros) {
+        std::size_t i = line.find(macro);
+        if (i == std::string::npos) continue;
+        i += macro.size();
+        statement.level = level ? level : line.substr(i, line.find(',', i) - i);
+        for (; i < line.size() && line.compare(i, 2, "//") != 0; ++i) {
+            if (line[i] == '\'') i = line.find('\'', i + (line[i + 1] == '\\' ? 3 : 2));  // a character
+            if (i == std::string::npos) break;
+            if (line[i] != '"') continue;
+            std::string text;
+            for (++i; i < line.size() && line[i] != '"'; ++i) {
+                if (line[i] == '\\') ++i;
+                text += line[i] == 'n' && line[i - 1] == '\\' ? '\n' : line[i];
+            }
+            statement.texts.push_back(text);
+        }
+        return true;
+    }
+    return false;
+}
+
+}  // namespace
+
+void expectLinesNameTheirStatements(const LogCapture& capture) {
+    static std::map<std::string, std::vector<std::string>> sources;
+    std::set<std::string> checked;
+    for (const LogLine& logged : capture.everyLine()) {
+        if (logged.logger != "Korvane.KorvaneAPI" ||
+            !checked.insert(logged.file + ":" + std::to_string(logged.line) + krvLogLevelName(logged.level) + logged.message).second)
+            continue;
+        // The checkout's source, whatever folder the build compiled it from (a mutated copy).
+        const std::size_t below = logged.file.rfind("src/");
+        const std::string path = below == std::string::npos ? logged.file : logged.file.substr(below);
+        std::vector<std::string>& source = sources[path];
+        if (source.empty()) source = sourceText(path);
+        const bool inFile = logged.line >= 1 && static_cast<std::size_t>(logged.line) <= source.size();
+        const std::string text = inFile ? source[static_cast<std::size_t>(logged.line) - 1] : "";
+        Statement statement;
+        const std::string where = logged.file + ":" + std::to_string(logged.line) + " logged \"" + logged.message +
+                                  "\" at " + krvLogLevelName(logged.level) + " but holds: " + text;
+        if (!readStatement(text, statement)) {
+            ADD_FAILURE() << where;
+            continue;
+        }
+        EXPECT_EQ(statement.level, krvLogLevelName(logged.level)) << where;
+        std::size_t from = 0;
+        for (const std::string& piece : statement.texts) {
+            from = logged.message.find(piece, from);
+            ASSERT_NE(from, std::string::npos) << "\"" << piece << "\" missing: " << where;
+            from += piece.size();
+        }
+    }
 }
 
 std::size_t heapInUse() { return mallinfo2().uordblks; }

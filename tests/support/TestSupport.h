@@ -29,12 +29,15 @@ public:
 
     void write(const KrvLogRecord& record) override;
     std::vector<LogLine> lines() const;
+    // Every line since the install, those that clear() took away included.
+    const std::vector<LogLine>& everyLine() const { return m_everyLine; }
     // The lines with exactly this message.
     std::vector<LogLine> find(const std::string& message) const;
     void clear();
 
 private:
     std::vector<LogLine> m_lines;
+    std::vector<LogLine> m_everyLine;
     bool m_installed = false;
     std::weak_ptr<LogCapture> m_self;
 };
@@ -43,22 +46,22 @@ private:
 // components, e.g. "src/KorvaneAPICore.cpp") and its line.
 void expectLogLine(const LogCapture& capture, KrvLoggerLevel level, const std::string& message,
                    const std::string& fileTail, int line);
+// Asserts one line of the library with this message and level; expectLinesNameTheirStatements
+// holds its file and line to the statement that writes it.
+void expectLogged(const LogCapture& capture, KrvLoggerLevel level, const std::string& message);
 
 // The 1-based line of the source file (path below the checkout, e.g. "src/FilterInterface.cpp")
 // that holds `snippet`; fails the test unless exactly one line does. Lets a test hold a log line
 // to the statement that writes it without restating the number.
 int sourceLine(const std::string& fileTail, const std::string& snippet);
-// The first line below the one holding `anchor` that holds `snippet`: for a text that several
-// functions of one file log alike.
-int sourceLineAfter(const std::string& fileTail, const std::string& anchor, const std::string& snippet);
 
 // Bytes of the C heap in use. Memory that a call fails to release shows as growth over many
 // calls; under the sanitizers, whose allocator this does not see, it stays put (and they check).
 std::size_t heapInUse();
 
-// Every line the library logged names the line of the statement that logs it: the source file
-// holds a logging statement (KAPI_LOG, KAPI_FAILURE, or KAPI_COPY_NAMES for a name list) at
-// each logged line.
+// Every line the library logged names the line of the statement that logs it: the checkout's
+// source file holds a logging statement (KAPI_LOG, KAPI_FAILURE, or KAPI_COPY_NAMES for a name
+// list) at each logged line, of the line's level, whose texts the line holds in their order.
 void expectLinesNameTheirStatements(const LogCapture& capture);
 
 // A fresh folder with Tarsel.ini asking for Debug lines and a log folder inside it; `extra` is
@@ -71,6 +74,7 @@ class SuiteTest : public ::testing::Test {
 protected:
     void SetUp() override;
     void TearDown() override;
+    void expectLine(KrvLoggerLevel level, const std::string& message) const { expectLogged(*log, level, message); }
     std::shared_ptr<LogCapture> log;
     std::string folder;
 };
