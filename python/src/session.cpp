@@ -2,8 +2,10 @@
 // endKorvaneAPI by name. The module keeps whether a session runs, so that no function reaches a
 // stopped suite.
 #include <atomic>
+#include <climits>
 
 #include <KorvaneAPI/Core.h>
+#include <vantry_util/KrvLogger.h>
 
 #include "korvane.h"
 
@@ -52,6 +54,41 @@ private:
     py::object m_settings;
 };
 
+// A level as the suite's configuration writes it ("Debug", ..., any letter case), a number, or
+// -1 for the ancestor's.
+int logLevel(const py::object& level) {
+    if (py::isinstance<py::str>(level)) {
+        const int parsed = parseKrvLogLevel(level.cast<std::string>());
+        if (parsed < 0) throw py::value_error("not a log level: " + describe(level));
+        return parsed;
+    }
+    if (py::isinstance<py::bool_>(level) || !py::isinstance<py::int_>(level))
+        throw py::type_error("a log level is an int or one of 'Debug', 'Info', 'Warn', 'Error', 'Off', not " +
+                             describe(level));
+    const long long value = level.cast<long long>();
+    if (value < -1 || value > INT_MAX) throw py::value_error("a log level lies from -1 to " + std::to_string(INT_MAX));
+    return static_cast<int>(value);
+}
+
+void bindLogger(py::module_& module) {
+    py::class_<KrvLogger>(module, "Logger", "The library's logger: its name and level (usable outside a session).")
+        .def_property_readonly("name", &KrvLogger::getName)
+        .def_property(
+            "level", &KrvLogger::getLogLevel, [](KrvLogger& logger, const py::object& level) {
+                logger.setLogLevel(logLevel(level));
+            },
+            "Its own level (Debug 0, Info 20000, Warn 30000, Error 40000, Off 60000), or -1 for its "
+            "ancestor's; set with an int or a level's name.")
+        .def_property_readonly("effectiveLevel", &KrvLogger::getEffectiveLevel)
+        .def(
+            "isEnabledFor", [](const KrvLogger& logger, const py::object& level) {
+                return logLevel(level) >= logger.getEffectiveLevel();
+            },
+            py::arg("level"));
+    module.def("getKorvaneAPILogger", &getKorvaneAPILogger, py::return_value_policy::reference,
+               apiDoc("getKorvaneAPILogger", "A korvane.Logger; the logger lives as long as the process."));
+}
+
 }  // namespace
 
 void requireSession() {
@@ -81,6 +118,7 @@ void bindSession(py::module_& module) {
     module.def("endKorvaneAPI", &end, apiDoc("endKorvaneAPI", "Ends the suite started by initKorvaneAPI."));
     module.def("getExtraMemUsage", inSession(&getExtraMemUsage), apiDoc("getExtraMemUsage"));
     module.def("setExtraMemUsage", inSession(&setExtraMemUsage), py::arg("value"), apiDoc("setExtraMemUsage"));
+    bindLogger(module);
     module.def("in_session", [] { return sessionRunning; }, "True while a session runs.");
 }
 

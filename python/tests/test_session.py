@@ -37,3 +37,21 @@ def test_suite_exception_is_a_suite_error_with_file_and_line(settings):
     assert not korvane.in_session()
     with korvane.session():  # the failed start left nothing behind
         pass
+
+
+def test_the_logger_is_reachable_without_a_session_and_takes_level_names(settings):
+    logger = korvane.getKorvaneAPILogger()
+    assert logger is korvane.getKorvaneAPILogger() and logger.name.endswith(".KorvaneAPI")
+    saved = logger.level
+    try:
+        logger.level = "warn"
+        assert (logger.level, logger.effectiveLevel) == (30000, 30000)
+        assert not logger.isEnabledFor("Info") and logger.isEnabledFor(40000)
+        for wrong, error in (("loud", ValueError), (-2, ValueError), (True, TypeError), (1.5, TypeError)):
+            with pytest.raises(error):
+                logger.level = wrong
+        assert logger.level == 30000
+        logger.level = -1
+        assert logger.level == -1
+    finally:
+        logger.level = saved
