@@ -187,6 +187,9 @@ TEST_F(ImageTest, StoreKeepsNameRulesBudgetAndFaultPoints) {
     for (const int size : {0, -1}) EXPECT_EQ(store->AddImg("zero", size, 1, 1, KrvVoxelType::UInt8), nullptr);
     EXPECT_EQ(store->AddImg("huge", 1 << 30, 1 << 30, 1 << 30, KrvVoxelType::Float32), nullptr);
     KrvImage empty, kept;
+    ASSERT_TRUE(empty.Allocate(3, 1, 1, KrvVoxelType::UInt8));
+    EXPECT_FALSE(empty.Allocate(0, 1, 1, KrvVoxelType::UInt8));  // a refused size leaves no voxels
+    EXPECT_EQ(empty.GetByteCount(), 0u);
     EXPECT_EQ(store->AddImg("empty", std::move(empty)), nullptr);
     ASSERT_TRUE(kept.Allocate(2, 2, 1, KrvVoxelType::Int32));
     EXPECT_EQ(store->AddImg("a", std::move(kept)), nullptr);
@@ -194,6 +197,7 @@ TEST_F(ImageTest, StoreKeepsNameRulesBudgetAndFaultPoints) {
     EXPECT_THROW(kept.Voxels<float>(), KrvBaseException);
     EXPECT_THROW(kept.SetVoxelSize({1, 0, 1}), KrvBaseException);
     ASSERT_NE(store->AddImg("b", std::move(kept)), nullptr);
+    EXPECT_EQ(kept.GetByteCount(), 0u);  // moved away
     EXPECT_EQ(names(), (std::vector<CKrvString>{"a", std::string(255, 'n'), "b"}));
 
     // The budget counts voxel bytes: 1000 + 1 + 16 in use.
@@ -324,8 +328,47 @@ TEST_F(ImageTest, MalformedTruncatedAndHostileFilesAreRefusedWithTheirReason) {
     refused("header.png", Bytes(png.begin(), png.begin() + 20), "not a readable PNG: the file ends early");
 }
 
-// The sample images of the reference library: sizes and voxels as it reads them.
-TEST_F(ImageTest, SamplePngMatchesTheReference) {
+// Known files: a resolution with a unit gives micrometres (without a description z stays 1), the
+// fuzzer's seeds read whole, the reference library's samples read as it reads them.
+TEST_F(ImageTest, KnownFilesReadAsWritten) {
+    const std::string file = path("cm.tif");
+    TIFF* tiff = TIFFOpen(file.c_str(), "w");
+    ASSERT_NE(tiff, nullptr);
+    std::uint8_t row[2] = {1, 2};
+    TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, 2);
+    TIFFSetField(tiff, TIFFTAG_IMAGELENGTH, 1);
+    TIFFSetField(tiff, TIFFTAG_BITSPERSAMPLE, 8);
+    TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK);
+    TIFFSetField(tiff, TIFFTAG_RESOLUTIONUNIT, RESUNIT_CENTIMETER);
+    TIFFSetField(tiff, TIFFTAG_XRESOLUTION, 1000.0f);
+    TIFFSetField(tiff, TIFFTAG_YRESOLUTION, 2500.0f);
+    TIFFSetField(tiff, TIFFTAG_IMAGEDESCRIPTION, "made by hand\nvoxel_size=1 nonsense 2");
+    ASSERT_EQ(TIFFWriteEncodedStrip(tiff, 0, row, 2), 2);
+    TIFFClose(tiff);
+    ASSERT_TRUE(service->LoadImageA(file, "cm"));
+    const KrvVoxelSize size = image("cm").GetVoxelSize();
+    EXPECT_DOUBLE_EQ(size.x, 10.0);
+    EXPECT_DOUBLE_EQ(size.y, 4.0);
+    EXPECT_EQ(size.z, 1.0);
+    EXPECT_EQ(image("cm").At<std::uint8_t>(1, 0), 2);
+
+    // The fuzzer's seeds (fuzz/make_image_corpus.py): every type, both byte orders, all readable.
+    const std::string seeds = std::string(KORVANE_SOURCE_DIR) + "/fuzz/corpus/image/";
+    for (const char* type : {"uint8", "uint16", "int32", "float32"}) {
+        ASSERT_TRUE(service->LoadImageA(seeds + type + "_3d.tif", type));
+        const KrvImage& read = image(type);
+        EXPECT_EQ(read.Describe(), std::string("3x2x3 ") + type);
+        EXPECT_EQ(read.GetVoxelSize().z, 2.0);
+        EXPECT_EQ(read.GetVoxelSize().x, 0.5);
+        const std::string t = type;
+        const auto at = [&](auto zero) { return double(read.Voxels<decltype(zero)>()[read.Index(2, 1, 2)]); };
+        EXPECT_EQ(t == "uint8" ? at(std::uint8_t{}) : t == "uint16" ? at(std::uint16_t{}) : t == "int32" ? at(0) : at(0.f),
+                  19.0);  // (2 + 3 + 14) % 100
+    }
+    ASSERT_TRUE(service->LoadImageA(seeds + "grey16.png", "png"));
+    EXPECT_EQ(image("png").At<std::uint16_t>(3, 1), 121);  // 3 * 40 + 1
+
+    // The sample images of the reference library: sizes and voxels as it reads them.
     const std::string script =
         "import os, skimage.io, skimage.data\n"
         "for n in ('coins.png', 'cell.png'):\n"
@@ -351,51 +394,6 @@ TEST_F(ImageTest, SamplePngMatchesTheReference) {
     }
     pclose(python);
     if (compared == 0) GTEST_SKIP() << "python3-skimage is not installed";
-}
-
-// A resolution with a unit gives micrometres; without a description z stays 1.
-TEST_F(ImageTest, ResolutionUnitsGiveMicrometres) {
-    const std::string file = path("cm.tif");
-    TIFF* tiff = TIFFOpen(file.c_str(), "w");
-    ASSERT_NE(tiff, nullptr);
-    std::uint8_t row[2] = {1, 2};
-    TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, 2);
-    TIFFSetField(tiff, TIFFTAG_IMAGELENGTH, 1);
-    TIFFSetField(tiff, TIFFTAG_BITSPERSAMPLE, 8);
-    TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK);
-    TIFFSetField(tiff, TIFFTAG_RESOLUTIONUNIT, RESUNIT_CENTIMETER);
-    TIFFSetField(tiff, TIFFTAG_XRESOLUTION, 1000.0f);
-    TIFFSetField(tiff, TIFFTAG_YRESOLUTION, 2500.0f);
-    TIFFSetField(tiff, TIFFTAG_IMAGEDESCRIPTION, "made by hand\nvoxel_size=1 nonsense 2");
-    ASSERT_EQ(TIFFWriteEncodedStrip(tiff, 0, row, 2), 2);
-    TIFFClose(tiff);
-    ASSERT_TRUE(service->LoadImageA(file, "cm"));
-    const KrvVoxelSize size = image("cm").GetVoxelSize();
-    EXPECT_DOUBLE_EQ(size.x, 10.0);
-    EXPECT_DOUBLE_EQ(size.y, 4.0);
-    EXPECT_EQ(size.z, 1.0);
-    EXPECT_EQ(image("cm").At<std::uint8_t>(1, 0), 2);
-}
-
-// The fuzzer's seeds (fuzz/make_image_corpus.py): every type, both byte orders, all readable.
-TEST_F(ImageTest, SeedCorpusReadsWhole) {
-    const std::string seeds = std::string(KORVANE_SOURCE_DIR) + "/fuzz/corpus/image/";
-    for (const char* type : {"uint8", "uint16", "int32", "float32"}) {
-        ASSERT_TRUE(service->LoadImageA(seeds + type + "_3d.tif", type));
-        const KrvImage& read = image(type);
-        EXPECT_EQ(read.Describe(), std::string("3x2x3 ") + type);
-        EXPECT_EQ(read.GetVoxelSize().z, 2.0);
-        EXPECT_EQ(read.GetVoxelSize().x, 0.5);
-        const std::size_t last = read.Index(2, 1, 2);  // (2 + 3 + 14) % 100
-        switch (read.GetType()) {
-        case KrvVoxelType::UInt8: EXPECT_EQ(read.Voxels<std::uint8_t>()[last], 19); break;
-        case KrvVoxelType::UInt16: EXPECT_EQ(read.Voxels<std::uint16_t>()[last], 19); break;
-        case KrvVoxelType::Int32: EXPECT_EQ(read.Voxels<std::int32_t>()[last], 19); break;
-        case KrvVoxelType::Float32: EXPECT_EQ(read.Voxels<float>()[last], 19.0f); break;
-        }
-    }
-    ASSERT_TRUE(service->LoadImageA(seeds + "grey16.png", "png"));
-    EXPECT_EQ(image("png").At<std::uint16_t>(3, 1), 121);  // 3 * 40 + 1
 }
 
 }  // namespace

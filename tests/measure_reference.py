@@ -1,8 +1,8 @@
 """Reference measurements by scikit-image for tests/measure_objects_test.cpp.
 
-Writes into OUT: for each case a label image (int32), a grey image (its own type) as raw
-little-endian voxels, and the regionprops of every object as CSV; cases.txt lists each case as
-`name nx ny nz greytype`. Run with Debian's python3 (python3-skimage)."""
+Writes into OUT, as raw little-endian values: for each case a label image (int32), a grey image
+(its own type) and each column of the regionprops of every object (float64, NAME.COLUMN);
+cases.txt lists each case as `name nx ny nz greytype`. Run with Debian's python3 (python3-skimage)."""
 import sys
 
 import numpy as np
@@ -20,12 +20,8 @@ def write(name, labels, grey, props):
     labels = labels.astype("<i4")
     labels.tofile(f"{OUT}/{name}.labels")
     grey.astype(grey.dtype.newbyteorder("<")).tofile(f"{OUT}/{name}.grey")
-    table = measure.regionprops_table(labels, intensity_image=grey, properties=props)
-    keys = list(table.keys())
-    with open(f"{OUT}/{name}.csv", "w") as f:
-        f.write(",".join(keys) + "\n")
-        for i in range(len(table["label"])):
-            f.write(",".join(repr(float(table[k][i])) for k in keys) + "\n")
+    for key, column in measure.regionprops_table(labels, intensity_image=grey, properties=props).items():
+        np.asarray(column, dtype="<f8").tofile(f"{OUT}/{name}.{key}")
     shape = labels.shape[::-1] + (1,) * (3 - labels.ndim)  # x, y, z
     cases.append(f"{name} {shape[0]} {shape[1]} {shape[2]} {grey.dtype.name}")
 
