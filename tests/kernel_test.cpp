@@ -191,12 +191,11 @@ TEST(KernelTest, ExactValuesOfSyntheticImages) {
     for (std::size_t i = 0; i < parabola.voxels.size(); ++i) parabola.voxels[i] = float((i % 7) * (i % 7));
     KrvKernels::Laplacian(parabola.view(), laplacian.view());
     EXPECT_FLOAT_EQ(laplacian.at(3, 1), 2.0f);
-    Bytes bright(3, 1, {100, 200, 100}), sharp(3, 1);
-    KrvKernels::Sharpen(bright.view(), sharp.view(), 3);
+    Bytes peak(3, 1, {100, 200, 100}), sharp(3, 1);
+    KrvKernels::Sharpen(peak.view(), sharp.view(), 3);
     EXPECT_EQ(sharp.voxels, (std::vector<std::uint8_t>{67, 255, 67}));  // 2 v - 133.3: rounded, clamped
-}
 
-TEST(KernelTest, ThresholdsArithmeticAndGeometryOnKnownValues) {
+    // Thresholds, arithmetic, geometry, histograms and lines on known values.
     Voxels<std::uint16_t> ramp(3, 2, {0, 10, 20, 30, 40, 50});
     std::vector<std::uint8_t> binary(7, 9);  // a byte past the view: a write past the end shows
     KrvKernels::Threshold(ramp.view(), kapitest::viewOf(binary, 3, 2), 10, 30);  // both ends included
@@ -245,9 +244,8 @@ TEST(KernelTest, ThresholdsArithmeticAndGeometryOnKnownValues) {
     const std::vector<KrvLineSegment> lines = KrvKernels::HoughLines(line.view(), 15);
     ASSERT_EQ(lines.size(), 1u);
     EXPECT_NEAR(std::hypot(lines[0].x1, lines[0].y1 - 5) + std::hypot(lines[0].x2 - 19, lines[0].y2 - 5), 0, 1e-4);
-}
 
-TEST(KernelTest, WatershedSplitsTouchingDisksAndRemoveSmallDropsSpecks) {
+    // The watershed splits touching disks; RemoveSmall drops specks.
     Bytes disks(40, 24), cleaned(40, 24);
     disks.draw(255, [](double x, double y, double) { return std::hypot(x - 12, y - 12) <= 9 || std::hypot(x - 27, y - 12) <= 9; });
     Voxels<std::int32_t> labels(40, 24), joined(40, 24);
