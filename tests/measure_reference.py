@@ -1,4 +1,5 @@
-"""Reference measurements by scikit-image for tests/measure_objects_test.cpp.
+"""Reference measurements by scikit-image for tests/measure_objects_test.cpp; with `samples` after
+OUT, the sample images' voxels and folder only, for tests/image_test.cpp.
 
 Writes into OUT, as raw little-endian values: for each case a label image (int32), a grey image
 (its own type) and each column of the regionprops of every object (float64, NAME.COLUMN);
@@ -30,9 +31,14 @@ def planar(name, image, mask):
     write(name, measure.label(mask, connectivity=2), image, PROPS_2D)
 
 
-coins = data.coins()
+coins, cell = data.coins(), data.cell()
+if sys.argv[2:] == ["samples"]:  # for tests/image_test.cpp: the sample images' voxels and folder
+    coins.tofile(f"{OUT}/coins.grey"), cell.tofile(f"{OUT}/cell.grey")
+    with open(f"{OUT}/data_dir", "w") as f:
+        f.write(data.data_dir + "\n")
+    sys.exit()
 planar("coins", coins, coins > filters.threshold_otsu(coins))
-cell = data.cell()  # one object under a global threshold: a local one separates them
+# cell: one object under a global threshold, a local one separates them
 planar("cell", cell, cell > filters.threshold_local(cell, 51))
 blobs = data.binary_blobs(length=48, n_dim=3, volume_fraction=0.25, seed=17)
 rng = np.random.default_rng(17)
@@ -40,3 +46,4 @@ grey = filters.gaussian(rng.random(blobs.shape), sigma=2).astype(np.float32)
 write("blobs", measure.label(blobs, connectivity=3), grey, PROPS_3D)
 with open(f"{OUT}/cases.txt", "w") as f:
     f.write("\n".join(cases) + "\n")
+
