@@ -71,10 +71,6 @@ std::vector<std::vector<double>> references(const std::vector<Reference>& all) {
     return results;
 }
 
-#define REFERENCES_OR_SKIP(results, ...)                                  \
-    const std::vector<std::vector<double>> results = references(__VA_ARGS__); \
-    if (results.empty()) GTEST_SKIP() << "python3-skimage is not installed in /usr/bin"
-
 template <class T>
 void expectNear(const Voxels<T>& ours, const std::vector<double>& expected, double relative) {
     ASSERT_EQ(ours.voxels.size(), expected.size());
@@ -129,7 +125,8 @@ TEST(KernelTest, FiltersThresholdsLabelsAndDistancesAreScikitImages) {
         all.push_back({"r = ndi.binary_fill_holes(a > 0) * 255", holey.back().values(), 33, 27, nz});
     }
 
-    REFERENCES_OR_SKIP(r, all);
+    const std::vector<std::vector<double>> r = references(all);
+    if (r.empty()) GTEST_SKIP() << "python3-skimage is not installed in /usr/bin";
     expectNear(smooth, r[0], 1e-4);
     EXPECT_EQ(median.values(), r[1]);  // a median is one of the values: exact
     EXPECT_EQ(floatMedian.values(), r[1]);
@@ -194,12 +191,11 @@ TEST(KernelTest, ExactValuesOfSyntheticImages) {
     for (std::size_t i = 0; i < parabola.voxels.size(); ++i) parabola.voxels[i] = float((i % 7) * (i % 7));
     KrvKernels::Laplacian(parabola.view(), laplacian.view());
     EXPECT_FLOAT_EQ(laplacian.at(3, 1), 2.0f);
-    Bytes bright(3, 1, {100, 200, 100}), sharp(3, 1);
-    KrvKernels::Sharpen(bright.view(), sharp.view(), 3);
+    Bytes peak(3, 1, {100, 200, 100}), sharp(3, 1);
+    KrvKernels::Sharpen(peak.view(), sharp.view(), 3);
     EXPECT_EQ(sharp.voxels, (std::vector<std::uint8_t>{67, 255, 67}));  // 2 v - 133.3: rounded, clamped
-}
 
-TEST(KernelTest, ThresholdsArithmeticAndGeometryOnKnownValues) {
+    // Thresholds, arithmetic, geometry, histograms and lines on known values.
     Voxels<std::uint16_t> ramp(3, 2, {0, 10, 20, 30, 40, 50});
     std::vector<std::uint8_t> binary(7, 9);  // a byte past the view: a write past the end shows
     KrvKernels::Threshold(ramp.view(), kapitest::viewOf(binary, 3, 2), 10, 30);  // both ends included
@@ -248,9 +244,8 @@ TEST(KernelTest, ThresholdsArithmeticAndGeometryOnKnownValues) {
     const std::vector<KrvLineSegment> lines = KrvKernels::HoughLines(line.view(), 15);
     ASSERT_EQ(lines.size(), 1u);
     EXPECT_NEAR(std::hypot(lines[0].x1, lines[0].y1 - 5) + std::hypot(lines[0].x2 - 19, lines[0].y2 - 5), 0, 1e-4);
-}
 
-TEST(KernelTest, WatershedSplitsTouchingDisksAndRemoveSmallDropsSpecks) {
+    // The watershed splits touching disks; RemoveSmall drops specks.
     Bytes disks(40, 24), cleaned(40, 24);
     disks.draw(255, [](double x, double y, double) { return std::hypot(x - 12, y - 12) <= 9 || std::hypot(x - 27, y - 12) <= 9; });
     Voxels<std::int32_t> labels(40, 24), joined(40, 24);

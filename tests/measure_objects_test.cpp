@@ -8,7 +8,6 @@
 #include <fstream>
 #include <map>
 #include <random>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -219,21 +218,6 @@ TEST(MeasureObjectsTest, Length3dOfRodsLiesBetweenLCosThetaAndL) {
     }
 }
 
-// The reference's columns by name.
-std::map<std::string, std::vector<double>> readCsv(const std::string& file) {
-    std::ifstream in(file);
-    std::string line, name;
-    std::getline(in, line);
-    std::vector<std::string> names;
-    for (std::istringstream header(line); std::getline(header, name, ',');) names.push_back(name);
-    std::map<std::string, std::vector<double>> columns;
-    while (std::getline(in, line)) {
-        std::istringstream row(line);
-        for (const std::string& n : names) std::getline(row, name, ','), columns[n].push_back(std::stod(name));
-    }
-    return columns;
-}
-
 // scikit-image's regionprops on coins and cell (thresholded, labelled with 8-connectivity) and a
 // binary_blobs volume of a fixed seed, labelled and measured by tests/measure_reference.py.
 TEST(MeasureObjectsTest, RegionpropsAgree) {
@@ -260,8 +244,12 @@ TEST(MeasureObjectsTest, RegionpropsAgree) {
         std::vector<double> halfTurn;
         for (double a = 0; a < 180; a += 0.5) halfTurn.push_back(a);
         const KrvObjectMeasures m = krvMeasureObjects(labelView, &greyView, names, sampledDirections(1000, planeParams(halfTurn)));
-        auto ref = readCsv(folder + "/" + name + ".csv");
-        ASSERT_EQ(m.labels.size(), ref.at("label").size());
+        std::map<std::string, std::vector<double>> read;  // the reference's columns, each read when first named
+        const auto ref = [&](const std::string& column) -> const std::vector<double>& {
+            if (!read.count(column)) read[column] = kapitest::readRaw<double>(folder + "/" + name + "." + column);
+            return read[column];
+        };
+        ASSERT_EQ(m.labels.size(), ref("label").size());
         ASSERT_GT(m.labels.size(), 30u);
         const int axes = plane ? 2 : 3;  // skimage's axes run z, y, x
         // Ours, theirs and the tolerance. Counts, sums and extremes are exact in both; sums of many
@@ -273,13 +261,13 @@ TEST(MeasureObjectsTest, RegionpropsAgree) {
         for (int a = 0; a < axes; ++a) same.push_back({std::string("Centroid") + "XYZ"[a], "centroid-" + std::to_string(axes - 1 - a), 1e-9});
         for (std::size_t i = 0; i < m.labels.size(); ++i) {
             SCOPED_TRACE("label " + std::to_string(m.labels[i]));
-            EXPECT_EQ(m.labels[i], ref.at("label")[i]);
-            for (const auto& [ours, theirs, tolerance] : same) EXPECT_NEAR(column(m, ours)[i], ref.at(theirs)[i], tolerance) << ours;
+            EXPECT_EQ(m.labels[i], ref("label")[i]);
+            for (const auto& [ours, theirs, tolerance] : same) EXPECT_NEAR(column(m, ours)[i], ref(theirs)[i], tolerance) << ours;
             for (int a = 0; a < axes; ++a)
                 EXPECT_EQ(column(m, std::string("BoundingBoxD") + "xyz"[a])[i],
-                          ref.at("bbox-" + std::to_string(2 * axes - 1 - a))[i] - ref.at("bbox-" + std::to_string(axes - 1 - a))[i]) << a;
+                          ref("bbox-" + std::to_string(2 * axes - 1 - a))[i] - ref("bbox-" + std::to_string(axes - 1 - a))[i]) << a;
             // Float grey values are summed in double here and in float32 by numpy: 1e-5 relative.
-            EXPECT_NEAR(column(m, "MeanIntensity")[i], ref.at("mean_intensity")[i], 1e-5 * std::abs(ref.at("mean_intensity")[i]));
+            EXPECT_NEAR(column(m, "MeanIntensity")[i], ref("mean_intensity")[i], 1e-5 * std::abs(ref("mean_intensity")[i]));
             // skimage: the largest distance between vertices of the 0.5 contour of its convex image
             // (the pixels whose centres lie in the hull of the pixel corners). Each vertex is the
             // midpoint between a pixel centre inside that hull and one outside, so at most half a
@@ -288,7 +276,7 @@ TEST(MeasureObjectsTest, RegionpropsAgree) {
             // over 360 angles is low by at most 1 - cos(0.25 degree) < 1e-5. The same in space:
             // marching cubes' vertices are midpoints between voxel centres, each end of the exact
             // diameter within sqrt(3)/2 of one, and 1000 directions cover within 1 - cos theta < 0.2%.
-            const double feret = ref.at("feret_diameter_max")[i], ours = column(m, plane ? "FeretMax" : "Length3d")[i];
+            const double feret = ref("feret_diameter_max")[i], ours = column(m, plane ? "FeretMax" : "Length3d")[i];
             EXPECT_GE(ours, (feret - 1) * (plane ? 1 - 1e-5 : 0.998) - 1e-9);
             EXPECT_LE(ours, feret + std::sqrt(plane ? 2.0 : 3.0) + 1e-9);
         }
@@ -357,57 +345,49 @@ TEST_F(MeasureGroupTest, GroupOrderRepeatedNamesAndUserMeasuresInDependencyOrder
     EXPECT_THROW(krvMeasureWithGroup(grid.view(), nullptr, "orphan"), KrvBaseException);
 }
 
-// The current parameters: FeretMax over the angles IpIndSetMsrInfo last accepted.
+// The current parameters: FeretMax over the angles IpIndSetMsrInfo last accepted (along x the
+// objects' widths, along y their heights), Length3d along its direction.
 TEST_F(MeasureGroupTest, MeasuresUseTheCurrentParameters) {
-    float angles[] = {0.f};
     MsrInfo info{};
-    info.nbParams = 1;
-    ASSERT_EQ(IpIndSetMsrInfo("FeretMax", &info, angles), 0);
-    group("g", {"FeretMax", "BoundingBoxDx"});
-    KrvResultTable t = krvMeasureWithGroup(grid.view(), nullptr, "g");
-    EXPECT_EQ(t.columns[1], t.columns[2]);  // along x only: the box's width
-    angles[0] = 90.f;
-    ASSERT_EQ(IpIndSetMsrInfo("FeretMax", &info, angles), 0);
-    t = krvMeasureWithGroup(grid.view(), nullptr, "g");
-    EXPECT_DOUBLE_EQ(t.columns[1][0], 1.0);  // along y: the box's height
-    EXPECT_DOUBLE_EQ(t.columns[1][1], 2.0);
-
-    float direction[] = {90.f, 0.f};  // polar angle 90, azimuth 0: the x axis alone
     info.nbParams = 2;
+    float direction[] = {90.f, 0.f};  // polar angle 90, azimuth 0: the x axis alone
     ASSERT_EQ(IpIndSetMsrInfo("Length3d", &info, direction), 0);
-    group("g3", {"Length3d", "BoundingBoxDx"});
-    t = krvMeasureWithGroup(grid.view(), nullptr, "g3");
-    EXPECT_NEAR(t.columns[1][1], t.columns[2][1], 1e-12);
-    EXPECT_NEAR(t.columns[1][1], 6.0, 1e-12);
+    info.nbParams = 1;
+    group("g", {"FeretMax", "Length3d"});
+    for (const auto& [angle, wide, high] : {std::tuple<float, double, double>{0.f, 2, 6}, {90.f, 1, 2}}) {
+        float angles[] = {angle};
+        ASSERT_EQ(IpIndSetMsrInfo("FeretMax", &info, angles), 0);
+        const KrvResultTable t = krvMeasureWithGroup(grid.view(), nullptr, "g");
+        EXPECT_NEAR(t.columns[1][0], wide, 1e-12) << angle;
+        EXPECT_NEAR(t.columns[1][1], high, 1e-12) << angle;
+        EXPECT_NEAR(t.columns[2][1], 6.0, 1e-12);
+    }
 }
 
+// No target: the table is stored, nothing sent; both: 4301, 4306, then 4303; the spreadsheet alone:
+// 4301, then 4303.
 TEST_F(MeasureGroupTest, DeliveryNamesTheTargetsThenTheTableThroughTheProxy) {
     group("g", {"Area"});
-    krvMeasureIntoTable(grid.view(), nullptr, "g", "quiet");  // no target: stored, nothing sent
-    ASSERT_NE(KrvResultTables::Find("quiet"), nullptr);
-    EXPECT_TRUE(log->find("Receiving message from service 3, objectType = result table, objectName = quiet, "
-                          "messageId = 4303")
-                    .empty());
-
     COrlanSpreadsheet sheet;
     data::DictionaryPrivate model;
-    krvSetResultTargets(&sheet, &model);
-    log->clear();
-    krvMeasureIntoTable(grid.view(), nullptr, "g", "areas");
-    std::vector<std::string> received;
-    for (const kapitest::LogLine& line : log->lines())
-        if (line.message.rfind("Receiving message", 0) == 0) received.push_back(line.message.substr(line.message.size() - 4));
-    EXPECT_EQ(received, (std::vector<std::string>{"4301", "4306", "4303"}));
-    EXPECT_EQ(sheet.title(), "areas");
+    using Round = std::tuple<COrlanSpreadsheet*, data::DictionaryPrivate*, const char*, std::vector<std::string>>;
+    for (const auto& [spreadsheet, objects, name, sent] : {Round{nullptr, nullptr, "quiet", {}},
+                                                            Round{&sheet, &model, "areas", {"4301", "4306", "4303"}},
+                                                            Round{&sheet, nullptr, "again", {"4301", "4303"}}}) {
+        krvSetResultTargets(spreadsheet, objects);
+        log->clear();
+        krvMeasureIntoTable(grid.view(), nullptr, "g", name);
+        ASSERT_NE(KrvResultTables::Find(name), nullptr);
+        std::vector<std::string> received;
+        for (const kapitest::LogLine& line : log->lines())
+            if (line.message.rfind("Receiving message", 0) == 0) received.push_back(line.message.substr(line.message.size() - 4));
+        EXPECT_EQ(received, sent) << name;
+    }
+    EXPECT_EQ(sheet.title(), "again");
     ASSERT_EQ(sheet.columns().size(), 2u);
     EXPECT_EQ(sheet.columns()[0].name, "label");
     EXPECT_EQ(sheet.columns()[1].values, (std::vector<double>{2, 12}));
     EXPECT_NE(model.get("Area"), nullptr);
-
-    krvSetResultTargets(&sheet, nullptr);  // the spreadsheet alone: 4301, then 4303
-    log->clear();
-    krvMeasureIntoTable(grid.view(), nullptr, "g", "again");
-    EXPECT_EQ(sheet.title(), "again");
     EXPECT_TRUE(log->find("No Tarsel spreadsheet selected, can't convert Korvane data again with data type 3 to Tarsel")
                     .empty());
 }
@@ -437,6 +417,7 @@ TEST_F(MeasureGroupTest, SieveClassesCountTheObjectsBetweenIncreasingLimits) {
 }
 
 // The command body over a call object of its own: parameters by name, progress through Step.
+// Labels of 8 and 16 bits are widened first, from voxel 0 on.
 struct FakeCall {
     std::map<std::string, std::string> text;
     const KrvImage* labels;
@@ -451,37 +432,37 @@ struct FakeCall {
 };
 
 TEST_F(MeasureGroupTest, MeasureCommandBodyReadsItsParametersAndReportsProgress) {
-    KrvImage labels;
-    ASSERT_TRUE(labels.Allocate(8, 6, 1, KrvVoxelType::Int32));
-    std::copy(grid.voxels.begin(), grid.voxels.end(), labels.Voxels<std::int32_t>());
     ASSERT_TRUE(handler->AddUsrMsr(CKrvString("Brightest"))->initIpFunction("MaxIntensity"));
     group("g", {"Area", "Brightest"});
-    FakeCall call{{{"group", "g"}, {"result", "out"}, {"grey", "none"}}, &labels, {}, 0};
-    EXPECT_THROW(krvMeasureCommandBody(call), KrvBaseException);  // MaxIntensity without a grey image
-    EXPECT_EQ(KrvResultTables::Find("out"), nullptr);
-    call.text["grey"] = "nowhere";
-    EXPECT_THROW(krvMeasureCommandBody(call), KrvBaseException);
     ASSERT_NE(CDatImgHandler::m_pInstance->AddImg(CKrvString("grey"), 8, 6, 1, KrvVoxelType::UInt8), nullptr);
     CDatImgHandler::m_pInstance->FindObj(CKrvString("grey"))->GetImage().Voxels<std::uint8_t>()[5 * 8 + 6] = 200;
-    call.text["grey"] = "grey";
-    call.steps.clear();
-    krvMeasureCommandBody(call);
-    const KrvResultTable* out = KrvResultTables::Find("out");
-    ASSERT_NE(out, nullptr);
-    EXPECT_EQ(out->columns[2], (std::vector<double>{200, 0}));
-    ASSERT_FALSE(call.steps.empty());
-    EXPECT_EQ(call.steps.back(), (std::pair<long, long>{6, 6}));  // one step per row of a plane
-    KrvResultTables::Remove("out");
-    call.stopAt = 3;  // stopped midway: nothing stored
-    EXPECT_THROW(krvMeasureCommandBody(call), KrvCommandStopped);
-    EXPECT_EQ(KrvResultTables::Find("out"), nullptr);
-
-    KrvResultTables::Store("r", {{"label", "Area"}, {{1}, {3}}});
-    CDatTamiHandler::m_pInstance->AddTami("s")->SetData(std::vector<float>{1.f}.data(), 1);
-    FakeCall sieve{{{"table", "r"}, {"measure", "Area"}, {"sieve", "s"}, {"result", "c"}}, nullptr, {}, 0};
-    krvSieveClassesCommandBody(sieve);
-    ASSERT_NE(KrvResultTables::Find("c"), nullptr);
-    EXPECT_EQ(KrvResultTables::Find("c")->columns[2], (std::vector<double>{1}));
+    grid.at(0, 0) = 2;  // label 2: voxel 0 and (6, 5)
+    for (const KrvVoxelType type : {KrvVoxelType::Int32, KrvVoxelType::UInt8, KrvVoxelType::UInt16}) {
+        SCOPED_TRACE(krvVoxelTypeName(type));
+        KrvImage labels;
+        ASSERT_TRUE(labels.Allocate(8, 6, 1, type));
+        const auto copy = [&](auto* to) { std::copy(grid.voxels.begin(), grid.voxels.end(), to); };
+        if (type == KrvVoxelType::Int32) copy(labels.Voxels<std::int32_t>());
+        else if (type == KrvVoxelType::UInt8) copy(labels.Voxels<std::uint8_t>());
+        else copy(labels.Voxels<std::uint16_t>());
+        FakeCall call{{{"group", "g"}, {"result", "out"}, {"grey", "none"}}, &labels, {}, 0};
+        EXPECT_THROW(krvMeasureCommandBody(call), KrvBaseException);  // MaxIntensity without a grey image
+        call.text["grey"] = "nowhere";
+        EXPECT_THROW(krvMeasureCommandBody(call), KrvBaseException);
+        EXPECT_EQ(KrvResultTables::Find("out"), nullptr);
+        call.text["grey"] = "grey";
+        call.steps.clear();
+        krvMeasureCommandBody(call);
+        const KrvResultTable* out = KrvResultTables::Find("out");
+        ASSERT_NE(out, nullptr);
+        EXPECT_EQ(out->columns[1], (std::vector<double>{2, 6}));  // voxels of 1 x 1
+        EXPECT_EQ(out->columns[2], (std::vector<double>{200, 0}));
+        EXPECT_EQ(call.steps.back(), (std::pair<long, long>{6, 6}));  // one step per row of a plane
+        KrvResultTables::Remove("out");
+        call.stopAt = 3;  // stopped midway: nothing stored
+        EXPECT_THROW(krvMeasureCommandBody(call), KrvCommandStopped);
+        EXPECT_EQ(KrvResultTables::Find("out"), nullptr);
+    }
 }
 
 }  // namespace

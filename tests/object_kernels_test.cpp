@@ -122,6 +122,14 @@ std::vector<int> subTable(const Rule& rule) {
     return table;
 }
 
+// The set pixels of the neighbourhood, the pixel itself included.
+int setAround(const int n[3][3]) {
+    int set = 0;
+    for (int y = 0; y < 3; ++y)
+        for (int x = 0; x < 3; ++x) set += n[y][x];
+    return set;
+}
+
 // Zhang and Suen's thinning condition for one of its two sub-iterations.
 bool zhangSuenKeeps(const int n[3][3], int subIteration) {
     if (!n[1][1]) return false;
@@ -163,7 +171,7 @@ Picture applied(Picture picture, const std::vector<int>& table, int passes, int 
     return out;
 }
 
-TEST(MorphoLutKernel, TwoSubTablesThinAsZhangSuenAndEndPointsPrune) {
+TEST(MorphoLutKernel, ThinningPruningTheBorderPlanesAndRefusals) {
     std::vector<int> thinning = subTable([](const int n[3][3]) { return zhangSuenKeeps(n, 0); });
     const std::vector<int> second = subTable([](const int n[3][3]) { return zhangSuenKeeps(n, 1); });
     thinning.insert(thinning.end(), second.begin(), second.end());
@@ -187,12 +195,7 @@ TEST(MorphoLutKernel, TwoSubTablesThinAsZhangSuenAndEndPointsPrune) {
 
     // Pruning: a pixel with at most one neighbour goes. Each pass shortens a line by one pixel at each
     // free end; the spur's last pixel stays, held by the line it touches.
-    const std::vector<int> pruning = subTable([](const int n[3][3]) {
-        int neighbours = -n[1][1];
-        for (int y = 0; y < 3; ++y)
-            for (int x = 0; x < 3; ++x) neighbours += n[y][x];
-        return n[1][1] && neighbours > 1;
-    });
+    const std::vector<int> pruning = subTable([](const int n[3][3]) { return n[1][1] && setAround(n) > 2; });
     const Picture spur({"...............", ".......#.......", ".......#.......", "..###########..", "..............."});
     EXPECT_EQ(applied(spur, pruning, 2, 0).rows(),
               std::vector<std::string>({"...............", "...............", ".......#.......", "....#######....",
@@ -203,15 +206,9 @@ TEST(MorphoLutKernel, TwoSubTablesThinAsZhangSuenAndEndPointsPrune) {
     EXPECT_EQ(applied(lineAndRing, pruning, 0, 0, &run).rows(),
               std::vector<std::string>({"...............", "...........###.", "...........#.#.", "...........###."}));
     EXPECT_EQ(run, 6);
-}
 
-TEST(MorphoLutKernel, BorderStatePlanesAndRefusals) {
-    const std::vector<int> erosion = subTable([](const int n[3][3]) {
-        int set = 0;
-        for (int y = 0; y < 3; ++y)
-            for (int x = 0; x < 3; ++x) set += n[y][x];
-        return set == 9;
-    });
+    // The border state: what lies outside the image.
+    const std::vector<int> erosion = subTable([](const int n[3][3]) { return setAround(n) == 9; });
     const Picture full({"#####", "#####", "#####", "#####"});
     EXPECT_EQ(applied(full, erosion, 1, 0).rows(), std::vector<std::string>({".....", ".###.", ".###.", "....."}));
     EXPECT_EQ(applied(full, erosion, 1, 1).rows(), full.rows());
@@ -250,7 +247,7 @@ std::string corners(const KrvContour& contour) {
     return text;
 }
 
-TEST(ContourKernel, CornersOfKnownShapesClockwiseWithHolesAndDiagonals) {
+TEST(ContourKernel, CornersOfKnownShapesAndAreasOfRandomLabels) {
     // Label 1: a ring around a one-pixel hole; label 2: two pixels touching at a corner; label 3: one pixel.
     std::vector<std::int32_t> labels = {
         1, 1, 1, 0, 0, 0,  //
@@ -275,18 +272,15 @@ TEST(ContourKernel, CornersOfKnownShapesClockwiseWithHolesAndDiagonals) {
     std::vector<std::int32_t> volume(8);
     EXPECT_EQ(refusal([&] { krvTraceContours(viewOf(volume, 2, 2, 2)); }),
               "the labels image is 3-D; contours are traced in 2-D images");
-}
 
-// Random labels: for each label, the contours' areas add up to its pixel count, and every item is
-// one step along a pixel edge between corners (no collinear corner kept).
-TEST(ContourKernel, AreasOfRandomLabelsAreTheirPixelCounts) {
+    // Random labels: for each label, the contours' areas add up to its pixel count, and every item is
+    // one step along a pixel edge between corners (no collinear corner kept).
     std::mt19937 random(17);
-    const int nx = 40, ny = 30;
-    std::vector<std::uint16_t> labels(nx * ny);
-    for (auto& label : labels) label = std::uint16_t(random() % 5 == 0 ? 0 : 1 + random() % 4);
+    std::vector<std::uint16_t> many(40 * 30);
+    for (auto& label : many) label = std::uint16_t(random() % 5 == 0 ? 0 : 1 + random() % 4);
     std::vector<double> area(5, 0.0), pixels(5, 0.0);
-    for (auto label : labels) pixels[label] += 1;
-    for (const KrvContour& contour : krvTraceContours(viewOf(labels, nx, ny))) {
+    for (auto label : many) pixels[label] += 1;
+    for (const KrvContour& contour : krvTraceContours(viewOf(many, 40, 30))) {
         area[std::size_t(contour.label)] += signedArea(contour.points);
         const std::size_t n = contour.points.size();
         for (std::size_t i = 0; i < n; ++i) {

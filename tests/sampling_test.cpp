@@ -17,10 +17,7 @@ std::vector<korvane::Direction> small(int n) {
     EXPECT_EQ(IpSampleHalfSphereAngle(n, azimuth.data(), polar.data()), 0);
     std::vector<korvane::Direction> set;
     for (int i = 0; i < n; ++i) {
-        EXPECT_GE(azimuth[i], 0.f);
-        EXPECT_LT(azimuth[i], static_cast<float>(2 * M_PI));
-        EXPECT_GE(polar[i], 0.f);
-        EXPECT_LE(polar[i], static_cast<float>(M_PI / 2));
+        EXPECT_TRUE(azimuth[i] >= 0.f && azimuth[i] < float(2 * M_PI) && polar[i] >= 0.f && polar[i] <= float(M_PI / 2)) << i;
         set.push_back(korvane::direction(azimuth[i], polar[i]));
     }
     return set;
@@ -36,8 +33,7 @@ std::vector<korvane::Direction> large(unsigned int n) {
     EXPECT_EQ(out.size(), n);
     std::vector<korvane::Direction> set;
     for (std::size_t i = 0; i < out.size(); ++i) {
-        EXPECT_GE(out[i][1], 0.0);
-        EXPECT_LE(out[i][1], M_PI / 2);
+        EXPECT_TRUE(out[i][1] >= 0.0 && out[i][1] <= M_PI / 2) << i;
         set.push_back(korvane::direction(out[i][0], out[i][1]));
     }
     return set;
