@@ -40,11 +40,12 @@ def tiff(nx, ny, nz, voxel, order="<"):
     return bytes(out)
 
 
-def png(nx, ny, depth):
+# A grey PNG; tests/tool/tool_test.py makes its large image here too.
+def png(nx, ny, depth, value=lambda x, y: (x * 40 + y) % 256):
     def chunk(kind, body):
         return struct.pack(">I", len(body)) + kind + body + struct.pack(">I", zlib.crc32(kind + body))
     code = "B" if depth == 8 else "H"
-    rows = b"".join(b"\x00" + b"".join(struct.pack(">" + code, (x * 40 + y) % 256) for x in range(nx)) for y in range(ny))
+    rows = b"".join(b"\x00" + b"".join(struct.pack(">" + code, value(x, y)) for x in range(nx)) for y in range(ny))
     header = struct.pack(">IIBBBBB", nx, ny, depth, 0, 0, 0, 0)
     return b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", header) + chunk(b"IDAT", zlib.compress(rows)) + chunk(b"IEND", b"")
 

@@ -4,6 +4,7 @@
 // built from any printed lines is met by exactly those lines.
 #include <cstdint>
 #include <cstdlib>
+#include <sstream>
 #include <string>
 
 #include "ScriptReader.h"
@@ -46,15 +47,12 @@ void readLine(const std::string& line) {
 extern "C" int LLVMFuzzerInitialize(int*, char***) { return 0; }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    const std::string script(reinterpret_cast<const char*>(data), size);
-    std::size_t start = 0;
-    for (bool first = true; start <= script.size(); first = false) {
-        std::size_t end = script.find('\n', start);
-        if (end == std::string::npos) end = script.size();
-        std::string line = script.substr(start, end - start);
+    // The newline added ends the last line, and makes an empty script one empty line.
+    std::istringstream script(std::string(reinterpret_cast<const char*>(data), size) + '\n');
+    std::string line;
+    for (bool first = true; std::getline(script, line); first = false) {
         if (first) korvane::stripByteOrderMark(line);
         readLine(line);
-        start = end + 1;
     }
     return 0;
 }

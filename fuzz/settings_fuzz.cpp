@@ -1,6 +1,7 @@
 // Fuzzes the readers of the suite's two INI files: the input becomes both the settings file and
 // the logger configuration file. Each must be read or refused with a KrvBaseException that names
 // that file and a line of it (a refused value: the very line of its key).
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <fstream>
@@ -23,12 +24,6 @@ void removeFolder() {
     ::rmdir(g_folder.c_str());
 }
 
-std::uint64_t lineCount(std::string_view text) {
-    std::uint64_t lines = 1;
-    for (const char c : text) lines += c == '\n';
-    return lines;
-}
-
 bool startsWith(const std::string& text, const char* prefix) { return text.rfind(prefix, 0) == 0; }
 
 // A refusal names the file, a line within it, and (for a refused value) the line of its key.
@@ -39,9 +34,15 @@ void checkRefusal(const KrvBaseException& e, const std::string& file, std::uint6
         std::abort();
 }
 
-void write(const std::string& file, std::string_view text) {
-    std::ofstream out(file, std::ios::binary | std::ios::trunc);
-    out.write(text.data(), static_cast<std::streamsize>(text.size()));
+// The text written as the file of that name, then read or refused.
+void readAs(const char* name, std::string_view text, void (*read)(const std::string& file)) {
+    const std::string file = g_folder + "/" + name;
+    std::ofstream(file, std::ios::binary | std::ios::trunc).write(text.data(), static_cast<std::streamsize>(text.size()));
+    try {
+        read(file);
+    } catch (const KrvBaseException& e) {
+        checkRefusal(e, file, 1 + std::count(text.begin(), text.end(), '\n'));
+    }
 }
 
 }  // namespace
@@ -57,24 +58,11 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string_view text(reinterpret_cast<const char*>(data), size);
-    const std::uint64_t lines = lineCount(text);
-
-    const std::string settings = g_folder + "/Tarsel.ini";
-    write(settings, text);
-    try {
+    readAs("Tarsel.ini", text, [](const std::string& file) {
         CKrvSettingDoc::getInstance().init("Tarsel", true, g_folder);
-        if (CKrvSettingDoc::getInstance().getFileName() != settings) std::abort();
-    } catch (const KrvBaseException& e) {
-        checkRefusal(e, settings, lines);
-    }
-
-    const std::string logging = g_folder + "/logging.ini";
-    write(logging, text);
-    try {
-        initKrvLoggers(logging, "", "Info");
-    } catch (const KrvBaseException& e) {
-        checkRefusal(e, logging, lines);
-    }
+        if (CKrvSettingDoc::getInstance().getFileName() != file) std::abort();
+    });
+    readAs("logging.ini", text, [](const std::string& file) { initKrvLoggers(file, "", "Info"); });
     KrvUtil::finish();
     return 0;
 }
