@@ -46,9 +46,6 @@ protected:
         log->uninstall();
         kapitest::removeFolder(folder);
     }
-    void expectEach(Level level, std::initializer_list<std::string> messages) const {
-        for (const std::string& message : messages) kapitest::expectLogged(*log, level, message);
-    }
     std::shared_ptr<kapitest::LogCapture> log;
     std::string folder;
 };
@@ -73,16 +70,11 @@ public:
     void expectEachCallBetweenItsLines() const {
         for (std::size_t i = 0; i < m_calls.size(); ++i) {
             const HostCall& call = m_calls[i];
-            const std::string after = call.after ? call.after : "the return";
-            SCOPED_TRACE("the call between \"" + std::string(call.before) + "\" and \"" + after + "\"");
+            SCOPED_TRACE(std::string("the call between \"") + call.before + "\" and " + (call.after ? call.after : "the return"));
             ASSERT_EQ(m_seen.count(call.before), 1u);
             EXPECT_FALSE(m_seen.at(call.before)[i]);
-            if (call.after == nullptr) {
-                EXPECT_TRUE(call.done());
-                continue;
-            }
-            ASSERT_EQ(m_seen.count(call.after), 1u);
-            EXPECT_TRUE(m_seen.at(call.after)[i]);
+            if (call.after) ASSERT_EQ(m_seen.count(call.after), 1u);
+            EXPECT_TRUE(call.after ? m_seen.at(call.after)[i] : call.done());
         }
     }
 
@@ -137,12 +129,8 @@ TEST_F(LifecycleTest, StartAndStopLogEveryStepOnItsLine) {
 
     expectLogLine(*log, Level::Info, "Initializing KorvaneAPI", kCore, 70);
     expectLogLine(*log, Level::Info, "KorvaneAPI initialization done", kCore, 163);
-    expectEach(Level::Debug, {"Initialization of the ZEL library...", "Initialization of the ZEL library done",
-                              "Settings initialization...", "Settings initialization done",
-                              "Access library initialization...", "Access library initialization done",
-                              data[0], data[1], process[0], process[1], proxy[0], proxy[1], "Creation of KorvaneAPI Service",
-                              "Initialization of the plugins of the ZEL library...",
-                              "Initialization of the plugins of the ZEL library done"});
+    // The lines around each step are the watch's to find; this one names no step.
+    kapitest::expectLogged(*log, Level::Debug, "Creation of KorvaneAPI Service");
     expectLogLine(*log, Level::Info, std::string(23, '-'), kCore, 71);
 
     // What start-up leaves behind: the services, the settings as a client suite needs them, the
@@ -182,9 +170,7 @@ TEST_F(LifecycleTest, StartAndStopLogEveryStepOnItsLine) {
 
     expectLogLine(*log, Level::Info, "Terminating KorvaneAPI", kCore, 174);
     expectLogLine(*log, Level::Info, std::string(22, '-'), kCore, 175);
-    expectEach(Level::Debug, {"Finalizes the plugins of the ZEL library...", "Finalizes the plugins of the ZEL library done",
-                              "Deleting all services...", "Closing of KorvaneAPI Service", "Services deletion done",
-                              "Terminating access library...", "Access library termination done"});
+    kapitest::expectLogged(*log, Level::Debug, "Closing of KorvaneAPI Service");
     expectLogLine(*log, Level::Info, "KorvaneAPI termination done", kCore, 193);
     // The termination line is the last one: the utility library closes the logs after it.
     EXPECT_EQ(log->lines().back().message, "KorvaneAPI termination done");
@@ -236,14 +222,10 @@ INSTANTIATE_TEST_SUITE_P(
     EveryServiceStep, StartupFailureTest,
     ::testing::Values(
         StartupFailure{"CService::Get", 1, KrvFault::Answer::Null, "Can't allocate data service", 125, eServiceData},
-        StartupFailure{"CDatService::InitService", 1, KrvFault::Answer::Zero, "Can't initialize data service", 126,
-                       eServiceData},
-        StartupFailure{"CService::Get", 2, KrvFault::Answer::Null, "Can't allocate process service", 133,
-                       eServiceProcess},
-        StartupFailure{"CProService::InitService", 1, KrvFault::Answer::Zero, "Can't initialize process service", 134,
-                       eServiceProcess},
-        StartupFailure{"CService::Get", 3, KrvFault::Answer::Null, "Can't allocate proxy service", 141,
-                       eServiceProxy}));
+        StartupFailure{"CDatService::InitService", 1, KrvFault::Answer::Zero, "Can't initialize data service", 126, eServiceData},
+        StartupFailure{"CService::Get", 2, KrvFault::Answer::Null, "Can't allocate process service", 133, eServiceProcess},
+        StartupFailure{"CProService::InitService", 1, KrvFault::Answer::Zero, "Can't initialize process service", 134, eServiceProcess},
+        StartupFailure{"CService::Get", 3, KrvFault::Answer::Null, "Can't allocate proxy service", 141, eServiceProxy}));
 
 TEST_F(LifecycleTest, ExceptionKeepsItsTextWithErrorLinesOffAndAcrossCopies) {
     getKorvaneAPILogger().setLogLevel(static_cast<int>(Level::Off));
@@ -349,37 +331,25 @@ TEST_F(LifecycleTest, MemoryLimitIsSignExtendedAndReadAsItsLow32Bits) {
     endKorvaneAPI();
 }
 
-TEST(LoggerTest, OneChildOfTheBaseLoggerUsableBeforeStartUp) {
-    KrvLogger& logger = getKorvaneAPILogger();
-    EXPECT_EQ(&logger, &getKorvaneAPILogger());
-    EXPECT_EQ(logger.getName(), getKrvBaseLogger().getName() + ".KorvaneAPI");
-    EXPECT_EQ(logger.getName(), "Korvane.KorvaneAPI");
-}
-
 }  // namespace
 
 namespace {
 
 // The pieces of a line of every kind, built by the frame and by a fresh string stream.
-void expectLineAsAFreshStreamWritesIt() {
+template <class... Pieces>
+void expectAsAFreshStream(const Pieces&... pieces) {
     std::ostringstream stream;
-    const std::string name = "seg";
-    const CKrvString hostName("host");
-    const double values[] = {0.1, -2.5, 1e-7, 123456789.0, 1.0 / 3.0, std::nan(""), -INFINITY, 0.0};
-    stream << "n " << 42 << ' ' << -7L << ' ' << std::size_t{18446744073709551615ULL} << ' ' << name << ' '
-           << hostName.m_str << ' ' << true << ' ' << 2.5f;
-    std::string built = kapi::joined("n ", 42, ' ', -7L, ' ', std::size_t{18446744073709551615ULL}, ' ', name, ' ',
-                                     hostName, ' ', true, ' ', 2.5f);
-    for (const double v : values) {
-        stream << '|' << v;
-        built += kapi::joined('|', v);
-    }
-    stream << '|' << 4300 << '|' << -1234567 << '|' << 1234.5f << '|' << 0.5;
-    built += kapi::joined('|', 4300, '|', -1234567, '|', 1234.5f, '|', 0.5);
+    (stream << ... << pieces);
+    EXPECT_EQ(kapi::joined(pieces...), stream.str());
+}
+
+void expectLineAsAFreshStreamWritesIt() {
+    expectAsAFreshStream("n ", 42, ' ', -7L, ' ', std::size_t{18446744073709551615ULL}, ' ', std::string("seg"), ' ',
+                         CKrvString("host"), ' ', true, ' ', 2.5f);
+    for (const double v : {0.1, -2.5, 1e-7, 123456789.0, 1.0 / 3.0, std::nan(""), -HUGE_VAL, 0.0}) expectAsAFreshStream('|', v);
+    expectAsAFreshStream('|', 4300, '|', -1234567, '|', 1234.5f, '|', 0.5);
     // Character types print as characters, not as numbers.
-    stream << static_cast<signed char>('s') << static_cast<unsigned char>('u');
-    built += kapi::joined(static_cast<signed char>('s'), static_cast<unsigned char>('u'));
-    EXPECT_EQ(built, stream.str());
+    expectAsAFreshStream(static_cast<signed char>('s'), static_cast<unsigned char>('u'));
 }
 
 // Digits grouped by threes with a comma, a decimal comma: what a client's locale may ask for.

@@ -90,9 +90,6 @@ TEST_F(Measures, IpFunctionsComeFromTheCatalogue) {
     EXPECT_FALSE(createUsrMsrByFormula("A", "Area", eMsrUnitDim5));
     expectLine(Level::Warn, "Can't remove user measure A");
     EXPECT_NE(user("A"), nullptr);
-    KrvFault::arm("CDatUsrMeasure::getUsrMeasureType", Answer::Custom, 1, 1, 2);
-    EXPECT_EQ(getUsrMsrFormula("A"), "");
-    expectLine(Level::Error, "Can't get formula for user measure A, unsupported user measure type");
 }
 
 TEST_F(Measures, ReservedMeasuresAreHiddenAndSurviveRemoveAll) {
@@ -197,13 +194,6 @@ TEST_F(Measures, FeretAnglesPolarBlockFirstInDegrees) {
     KrvFault::arm("IpSampleHalfSphereAngle", Answer::Custom, 1, 1, 2);
     EXPECT_EQ(getUniformFeret3dAngles(1), (std::vector<float>{180.f, 180.f}));
 
-    const std::vector<float> small = getUniformFeret3dAngles(100);
-    ASSERT_EQ(small.size(), 200u);
-    EXPECT_EQ(KrvFault::calls("SphereSampling::run"), 0u);
-    for (int i = 0; i < 100; ++i) {
-        EXPECT_TRUE(small[i] >= 0.f && small[i] <= 90.f) << small[i];
-        EXPECT_TRUE(small[100 + i] >= 0.f && small[100 + i] < 360.f) << small[100 + i];
-    }
     KrvFault::arm("SphereSampling::run", Answer::Custom, 1, 1, 7);
     EXPECT_EQ(getUniformFeret3dAngles(500).size(), 14u);
     KrvFault::arm("SphereSampling::run", Answer::Custom, 1, 1, 0);

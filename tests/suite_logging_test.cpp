@@ -66,13 +66,8 @@ protected:
 
     // The one refusal: an Error line of the base logger, from its place in the logger's source.
     void expectRefusal(const std::string& logFolder, const std::string& why) {
-        const std::string message = "Can't open the main log file Korvane.log in " + logFolder + ": " + why;
-        const std::vector<kapitest::LogLine> found = log->find(message);
-        ASSERT_EQ(found.size(), 1u) << message;
-        EXPECT_EQ(found[0].level, KrvLoggerLevel::Error);
-        EXPECT_EQ(found[0].logger, "Korvane");
-        EXPECT_NE(found[0].file.find(kLogger), std::string::npos) << found[0].file;
-        EXPECT_EQ(found[0].line, kapitest::sourceLine(kLogger, "base.forcedLog(KrvLoggerLevel::Error, why"));
+        kapitest::expectLogLine(*log, KrvLoggerLevel::Error, "Can't open the main log file Korvane.log in " + logFolder + ": " + why,
+                                kLogger, kapitest::sourceLine(kLogger, "base.forcedLog(KrvLoggerLevel::Error, why"), "Korvane");
         EXPECT_FALSE(opened);
         log->clear();
     }

@@ -51,13 +51,12 @@ static bool endsWith(const std::string& text, const std::string& tail) {
 }
 
 void expectLogLine(const LogCapture& capture, KrvLoggerLevel level, const std::string& message,
-                   const std::string& fileTail, int line) {
-    const std::vector<LogLine> found = capture.find(message);
-    ASSERT_EQ(found.size(), 1u) << "lines with message \"" << message << "\"";
-    EXPECT_EQ(static_cast<int>(found[0].level), static_cast<int>(level)) << message;
-    EXPECT_TRUE(endsWith(found[0].file, "/" + fileTail)) << found[0].file << " for \"" << message << "\"";
-    EXPECT_EQ(found[0].line, line) << message;
-    EXPECT_EQ(found[0].logger, "Korvane.KorvaneAPI") << message;
+                   const std::string& fileTail, int line, const std::string& logger) {
+    expectLogged(capture, level, message, logger);
+    for (const LogLine& found : capture.find(message)) {
+        EXPECT_TRUE(endsWith(found.file, "/" + fileTail)) << found.file << " for \"" << message << "\"";
+        EXPECT_EQ(found.line, line) << message;
+    }
 }
 
 static std::vector<std::string> sourceText(const std::string& fileTail) {
@@ -81,11 +80,12 @@ int sourceLine(const std::string& fileTail, const std::string& snippet) {
     return found;
 }
 
-void expectLogged(const LogCapture& capture, KrvLoggerLevel level, const std::string& message) {
+void expectLogged(const LogCapture& capture, KrvLoggerLevel level, const std::string& message,
+                  const std::string& logger) {
     const std::vector<LogLine> found = capture.find(message);
     ASSERT_EQ(found.size(), 1u) << "lines with message \"" << message << "\"";
     EXPECT_EQ(static_cast<int>(found[0].level), static_cast<int>(level)) << message;
-    EXPECT_EQ(found[0].logger, "Korvane.KorvaneAPI") << message;
+    EXPECT_EQ(found[0].logger, logger) << message;
 }
 
 namespace {

@@ -42,13 +42,14 @@ private:
     std::weak_ptr<LogCapture> m_self;
 };
 
-// Asserts one line with this message: its level, the file it comes from (its last two
-// components, e.g. "src/KorvaneAPICore.cpp") and its line.
+// Asserts one line with this message: its level, the file it comes from (its path below the
+// checkout, e.g. "src/KorvaneAPICore.cpp"), its line and its logger (the library's unless told).
 void expectLogLine(const LogCapture& capture, KrvLoggerLevel level, const std::string& message,
-                   const std::string& fileTail, int line);
+                   const std::string& fileTail, int line, const std::string& logger = "Korvane.KorvaneAPI");
 // Asserts one line of the library with this message and level; expectLinesNameTheirStatements
 // holds its file and line to the statement that writes it.
-void expectLogged(const LogCapture& capture, KrvLoggerLevel level, const std::string& message);
+void expectLogged(const LogCapture& capture, KrvLoggerLevel level, const std::string& message,
+                  const std::string& logger = "Korvane.KorvaneAPI");
 
 // The 1-based line of the source file (path below the checkout, e.g. "src/FilterInterface.cpp")
 // that holds `snippet`; fails the test unless exactly one line does. Lets a test hold a log line
