@@ -227,7 +227,7 @@ INSTANTIATE_TEST_SUITE_P(
         StartupFailure{"CProService::InitService", 1, KrvFault::Answer::Zero, "Can't initialize process service", 134, eServiceProcess},
         StartupFailure{"CService::Get", 3, KrvFault::Answer::Null, "Can't allocate proxy service", 141, eServiceProxy}));
 
-TEST_F(LifecycleTest, ExceptionKeepsItsTextWithErrorLinesOffAndAcrossCopies) {
+TEST_F(LifecycleTest, ExceptionKeepsItsTextWithErrorLinesOff) {
     getKorvaneAPILogger().setLogLevel(static_cast<int>(Level::Off));
     KrvFault::arm("CDatService::InitService", KrvFault::Answer::Zero);
     try {
@@ -235,18 +235,7 @@ TEST_F(LifecycleTest, ExceptionKeepsItsTextWithErrorLinesOffAndAcrossCopies) {
         FAIL() << "no exception";
     } catch (const std::exception& e) {
         EXPECT_STREQ(e.what(), "Can't initialize data service");
-        // One object, whichever base it is caught as.
-        const auto* asBase = dynamic_cast<const KrvBaseException*>(&e);
-        const auto* asApi = dynamic_cast<const KorvaneAPIException*>(&e);
-        ASSERT_NE(asApi, nullptr);
-        EXPECT_EQ(static_cast<const void*>(asBase), static_cast<const void*>(asApi));
-
-        KorvaneAPIException copy(*asApi);
-        KorvaneAPIException assigned;
-        assigned = copy;
-        EXPECT_EQ(assigned.getMessage(), "Can't initialize data service");
-        EXPECT_EQ(assigned.getFile(), asApi->getFile());
-        EXPECT_EQ(assigned.getLine(), 126u);
+        EXPECT_NE(dynamic_cast<const KorvaneAPIException*>(&e), nullptr);
     }
     EXPECT_TRUE(log->find("Can't initialize data service").empty());
     endKorvaneAPI();
@@ -259,7 +248,7 @@ TEST_F(LifecycleTest, ExceptionKeepsItsTextWithErrorLinesOffAndAcrossCopies) {
     endKorvaneAPI();
 }
 
-TEST_F(LifecycleTest, NullPathStartsWithoutSettingsAndTwiceRunsTwice) {
+TEST_F(LifecycleTest, NullPathStartsWithoutSettingsTwiceRunsTwiceAndMemoryLimitIsSignExtended) {
     initKorvaneAPI(nullptr);
     EXPECT_EQ(CKrvSettingDoc::getInstance().getFolder(), "");
     EXPECT_EQ(CAccess::GetPath(), "");
@@ -268,6 +257,16 @@ TEST_F(LifecycleTest, NullPathStartsWithoutSettingsAndTwiceRunsTwice) {
     EXPECT_EQ(log->find("KorvaneAPI initialization done").size(), 2u);
     // The second start replaced each service, so one of each is registered.
     EXPECT_NE(CService::Get(eServiceProxy), nullptr);
+
+    // The memory limit is sign-extended, and read back as its low 32 bits.
+    CKrvSettingDoc& settings = CKrvSettingDoc::getInstance();
+    setExtraMemUsage(-1);
+    EXPECT_EQ(settings.getMaximumAmountMemory(), 18446744073709551615ull);
+    EXPECT_EQ(getExtraMemUsage(), -1);
+    settings.setMaximumAmountMemory(5000000000ull);
+    EXPECT_EQ(getExtraMemUsage(), 705032704);
+    setExtraMemUsage(1 << 20);
+    EXPECT_EQ(settings.getMaximumAmountMemory(), 1u << 20);
     endKorvaneAPI();
     EXPECT_EQ(CService::Get(eServiceProxy), nullptr);
 }
@@ -316,19 +315,6 @@ TEST_F(LifecycleTest, MainLogOpensOnlyWhenTheClientSetUpNoLogging) {
     EXPECT_FALSE(boost::filesystem::exists(suiteLog));
     endKorvaneAPI();
     EXPECT_TRUE(boost::filesystem::exists(folder + "/log/client.log"));
-}
-
-TEST_F(LifecycleTest, MemoryLimitIsSignExtendedAndReadAsItsLow32Bits) {
-    initKorvaneAPI(folder.c_str());
-    CKrvSettingDoc& settings = CKrvSettingDoc::getInstance();
-    setExtraMemUsage(-1);
-    EXPECT_EQ(settings.getMaximumAmountMemory(), 18446744073709551615ull);
-    EXPECT_EQ(getExtraMemUsage(), -1);
-    settings.setMaximumAmountMemory(5000000000ull);
-    EXPECT_EQ(getExtraMemUsage(), 705032704);
-    setExtraMemUsage(1 << 20);
-    EXPECT_EQ(settings.getMaximumAmountMemory(), 1u << 20);
-    endKorvaneAPI();
 }
 
 }  // namespace

@@ -78,7 +78,7 @@ protected:
     bool opened = false;
 };
 
-TEST_F(MainLogFileTest, DefaultFolderIsPerUserAndPrivate) {
+TEST_F(MainLogFileTest, DefaultFolderIsPerUserAndFilesArePrivate) {
     ::setenv("XDG_STATE_HOME", (folder + "/state").c_str(), 1);
     openWriteAndClose("", "to the state folder");
     EXPECT_TRUE(opened);
@@ -96,9 +96,8 @@ TEST_F(MainLogFileTest, DefaultFolderIsPerUserAndPrivate) {
     EXPECT_EQ(modeOf(folder + "/.local/state/korvane"), 0700u);
     EXPECT_NE(contents(folder + "/.local/state/korvane/Korvane.log").find("to the home folder"), std::string::npos);
     EXPECT_TRUE(log->find("Can't open").empty());
-}
 
-TEST_F(MainLogFileTest, FileOfOtherUsersModeIsMadePrivate) {
+    // A file that others may read is made private, its lines kept.
     const std::string file = folder + "/log/Korvane.log";
     std::ofstream(file) << "earlier line\n";
     ::chmod(file.c_str(), 0644);
