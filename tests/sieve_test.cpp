@@ -40,13 +40,6 @@ TEST_F(SieveTest, ValuesComeBackInOrderAndNamesInCreationOrder) {
     EXPECT_EQ(KrvFault::calls("CDatTami::SetData"), 3u);
     EXPECT_TRUE(getSieveParams("empty").empty());
     expectLine(Level::Warn, "Empty sieve empty, can't get sieve params");
-
-    // A taken name, an empty name: refused, no data set, the first sieve intact.
-    EXPECT_FALSE(createSieve("fine", {9.0f}));
-    EXPECT_FALSE(createSieve("", {1.0f}));
-    EXPECT_EQ(KrvFault::calls("CDatTami::SetData"), 3u);
-    EXPECT_EQ(getSieveParams("fine"), std::vector<float>{0.25f});
-    EXPECT_EQ(getSieveList(), (Names{"fine", "empty"}));
 }
 
 TEST_F(SieveTest, ValuesPastTheBudgetThrowAndLeaveTheSieveEmpty) {
