@@ -32,22 +32,12 @@ namespace {
 const char* const kCore = "src/KorvaneAPICore.cpp";
 
 // A fresh settings folder and a capture, for tests that run start-up themselves.
-class LifecycleTest : public ::testing::Test {
+class LifecycleTest : public kapitest::CaptureTest {
 protected:
     void SetUp() override {
-        KrvFault::reset();
-        folder = kapitest::makeSettingsFolder();
-        log = kapitest::LogCapture::install();
+        CaptureTest::SetUp();
         getKorvaneAPILogger().setLogLevel(static_cast<int>(Level::Debug));
     }
-    void TearDown() override {
-        KrvFault::reset();
-        kapitest::expectLinesNameTheirStatements(*log);
-        log->uninstall();
-        kapitest::removeFolder(folder);
-    }
-    std::shared_ptr<kapitest::LogCapture> log;
-    std::string folder;
 };
 
 // A host call and the pair of lines around it: what the call changes in the suite has not
@@ -130,7 +120,7 @@ TEST_F(LifecycleTest, StartAndStopLogEveryStepOnItsLine) {
     expectLogLine(*log, Level::Info, "Initializing KorvaneAPI", kCore, 70);
     expectLogLine(*log, Level::Info, "KorvaneAPI initialization done", kCore, 163);
     // The lines around each step are the watch's to find; this one names no step.
-    kapitest::expectLogged(*log, Level::Debug, "Creation of KorvaneAPI Service");
+    expectLine(Level::Debug, "Creation of KorvaneAPI Service");
     expectLogLine(*log, Level::Info, std::string(23, '-'), kCore, 71);
 
     // What start-up leaves behind: the services, the settings as a client suite needs them, the
@@ -170,7 +160,7 @@ TEST_F(LifecycleTest, StartAndStopLogEveryStepOnItsLine) {
 
     expectLogLine(*log, Level::Info, "Terminating KorvaneAPI", kCore, 174);
     expectLogLine(*log, Level::Info, std::string(22, '-'), kCore, 175);
-    kapitest::expectLogged(*log, Level::Debug, "Closing of KorvaneAPI Service");
+    expectLine(Level::Debug, "Closing of KorvaneAPI Service");
     expectLogLine(*log, Level::Info, "KorvaneAPI termination done", kCore, 193);
     // The termination line is the last one: the utility library closes the logs after it.
     EXPECT_EQ(log->lines().back().message, "KorvaneAPI termination done");

@@ -22,8 +22,6 @@ std::shared_ptr<LogCapture> LogCapture::install() {
     return capture;
 }
 
-LogCapture::~LogCapture() = default;
-
 void LogCapture::uninstall() {
     if (!m_installed) return;
     m_installed = false;
@@ -34,8 +32,6 @@ void LogCapture::write(const KrvLogRecord& record) {
     m_lines.push_back({record.level, record.logger, record.message, record.file ? record.file : "", record.line});
     m_everyLine.push_back(m_lines.back());
 }
-
-std::vector<LogLine> LogCapture::lines() const { return m_lines; }
 
 std::vector<LogLine> LogCapture::find(const std::string& message) const {
     std::vector<LogLine> found;
@@ -170,19 +166,28 @@ void removeFolder(const std::string& folder) {
     boost::filesystem::remove_all(folder, ignored);
 }
 
-void SuiteTest::SetUp() {
+void CaptureTest::SetUp() {
     KrvFault::reset();
     folder = makeSettingsFolder();
     log = LogCapture::install();
+}
+
+void CaptureTest::TearDown() {
+    KrvFault::reset();
+    expectLinesNameTheirStatements(*log);
+    log->uninstall();
+    removeFolder(folder);
+}
+
+void SuiteTest::SetUp() {
+    CaptureTest::SetUp();
     initKorvaneAPI(folder.c_str());
 }
 
 void SuiteTest::TearDown() {
     KrvFault::reset();
     endKorvaneAPI();
-    expectLinesNameTheirStatements(*log);
-    log->uninstall();
-    removeFolder(folder);
+    CaptureTest::TearDown();
 }
 
 void AfterStartUpTest::SetUp() {

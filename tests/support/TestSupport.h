@@ -24,11 +24,10 @@ struct LogLine {
 class LogCapture : public KrvLogSink {
 public:
     static std::shared_ptr<LogCapture> install();
-    ~LogCapture() override;
     void uninstall();
 
     void write(const KrvLogRecord& record) override;
-    std::vector<LogLine> lines() const;
+    std::vector<LogLine> lines() const { return m_lines; }
     // Every line since the install, those that clear() took away included.
     const std::vector<LogLine>& everyLine() const { return m_everyLine; }
     // The lines with exactly this message.
@@ -70,14 +69,22 @@ void expectLinesNameTheirStatements(const LogCapture& capture);
 std::string makeSettingsFolder(const std::string& extra = "");
 void removeFolder(const std::string& folder);
 
-// Starts the suite on a settings folder of its own, with every line captured; ends it after.
-class SuiteTest : public ::testing::Test {
+// A settings folder of its own and every line captured; after the test, each line of the library
+// is held to its statement.
+class CaptureTest : public ::testing::Test {
 protected:
     void SetUp() override;
     void TearDown() override;
     void expectLine(KrvLoggerLevel level, const std::string& message) const { expectLogged(*log, level, message); }
     std::shared_ptr<LogCapture> log;
     std::string folder;
+};
+
+// The same, with the suite started on the folder; ended after.
+class SuiteTest : public CaptureTest {
+protected:
+    void SetUp() override;
+    void TearDown() override;
 };
 
 // The same, for tests that look only at what they do themselves: fault counters and captured
