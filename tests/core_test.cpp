@@ -32,25 +32,12 @@ namespace {
 const char* const kCore = "src/KorvaneAPICore.cpp";
 
 // A fresh settings folder and a capture, for tests that run start-up themselves.
-class LifecycleTest : public ::testing::Test {
+class LifecycleTest : public kapitest::CaptureTest {
 protected:
     void SetUp() override {
-        KrvFault::reset();
-        folder = kapitest::makeSettingsFolder();
-        log = kapitest::LogCapture::install();
+        CaptureTest::SetUp();
         getKorvaneAPILogger().setLogLevel(static_cast<int>(Level::Debug));
     }
-    void TearDown() override {
-        KrvFault::reset();
-        kapitest::expectLinesNameTheirStatements(*log);
-        log->uninstall();
-        kapitest::removeFolder(folder);
-    }
-    void expectEach(Level level, std::initializer_list<std::string> messages) const {
-        for (const std::string& message : messages) kapitest::expectLogged(*log, level, message);
-    }
-    std::shared_ptr<kapitest::LogCapture> log;
-    std::string folder;
 };
 
 // A host call and the pair of lines around it: what the call changes in the suite has not
@@ -73,16 +60,11 @@ public:
     void expectEachCallBetweenItsLines() const {
         for (std::size_t i = 0; i < m_calls.size(); ++i) {
             const HostCall& call = m_calls[i];
-            const std::string after = call.after ? call.after : "the return";
-            SCOPED_TRACE("the call between \"" + std::string(call.before) + "\" and \"" + after + "\"");
+            SCOPED_TRACE(std::string("the call between \"") + call.before + "\" and " + (call.after ? call.after : "the return"));
             ASSERT_EQ(m_seen.count(call.before), 1u);
             EXPECT_FALSE(m_seen.at(call.before)[i]);
-            if (call.after == nullptr) {
-                EXPECT_TRUE(call.done());
-                continue;
-            }
-            ASSERT_EQ(m_seen.count(call.after), 1u);
-            EXPECT_TRUE(m_seen.at(call.after)[i]);
+            if (call.after) ASSERT_EQ(m_seen.count(call.after), 1u);
+            EXPECT_TRUE(call.after ? m_seen.at(call.after)[i] : call.done());
         }
     }
 
@@ -137,12 +119,8 @@ TEST_F(LifecycleTest, StartAndStopLogEveryStepOnItsLine) {
 
     expectLogLine(*log, Level::Info, "Initializing KorvaneAPI", kCore, 70);
     expectLogLine(*log, Level::Info, "KorvaneAPI initialization done", kCore, 163);
-    expectEach(Level::Debug, {"Initialization of the ZEL library...", "Initialization of the ZEL library done",
-                              "Settings initialization...", "Settings initialization done",
-                              "Access library initialization...", "Access library initialization done",
-                              data[0], data[1], process[0], process[1], proxy[0], proxy[1], "Creation of KorvaneAPI Service",
-                              "Initialization of the plugins of the ZEL library...",
-                              "Initialization of the plugins of the ZEL library done"});
+    // The lines around each step are the watch's to find; this one names no step.
+    expectLine(Level::Debug, "Creation of KorvaneAPI Service");
     expectLogLine(*log, Level::Info, std::string(23, '-'), kCore, 71);
 
     // What start-up leaves behind: the services, the settings as a client suite needs them, the
@@ -182,9 +160,7 @@ TEST_F(LifecycleTest, StartAndStopLogEveryStepOnItsLine) {
 
     expectLogLine(*log, Level::Info, "Terminating KorvaneAPI", kCore, 174);
     expectLogLine(*log, Level::Info, std::string(22, '-'), kCore, 175);
-    expectEach(Level::Debug, {"Finalizes the plugins of the ZEL library...", "Finalizes the plugins of the ZEL library done",
-                              "Deleting all services...", "Closing of KorvaneAPI Service", "Services deletion done",
-                              "Terminating access library...", "Access library termination done"});
+    expectLine(Level::Debug, "Closing of KorvaneAPI Service");
     expectLogLine(*log, Level::Info, "KorvaneAPI termination done", kCore, 193);
     // The termination line is the last one: the utility library closes the logs after it.
     EXPECT_EQ(log->lines().back().message, "KorvaneAPI termination done");
@@ -236,16 +212,12 @@ INSTANTIATE_TEST_SUITE_P(
     EveryServiceStep, StartupFailureTest,
     ::testing::Values(
         StartupFailure{"CService::Get", 1, KrvFault::Answer::Null, "Can't allocate data service", 125, eServiceData},
-        StartupFailure{"CDatService::InitService", 1, KrvFault::Answer::Zero, "Can't initialize data service", 126,
-                       eServiceData},
-        StartupFailure{"CService::Get", 2, KrvFault::Answer::Null, "Can't allocate process service", 133,
-                       eServiceProcess},
-        StartupFailure{"CProService::InitService", 1, KrvFault::Answer::Zero, "Can't initialize process service", 134,
-                       eServiceProcess},
-        StartupFailure{"CService::Get", 3, KrvFault::Answer::Null, "Can't allocate proxy service", 141,
-                       eServiceProxy}));
+        StartupFailure{"CDatService::InitService", 1, KrvFault::Answer::Zero, "Can't initialize data service", 126, eServiceData},
+        StartupFailure{"CService::Get", 2, KrvFault::Answer::Null, "Can't allocate process service", 133, eServiceProcess},
+        StartupFailure{"CProService::InitService", 1, KrvFault::Answer::Zero, "Can't initialize process service", 134, eServiceProcess},
+        StartupFailure{"CService::Get", 3, KrvFault::Answer::Null, "Can't allocate proxy service", 141, eServiceProxy}));
 
-TEST_F(LifecycleTest, ExceptionKeepsItsTextWithErrorLinesOffAndAcrossCopies) {
+TEST_F(LifecycleTest, ExceptionKeepsItsTextWithErrorLinesOff) {
     getKorvaneAPILogger().setLogLevel(static_cast<int>(Level::Off));
     KrvFault::arm("CDatService::InitService", KrvFault::Answer::Zero);
     try {
@@ -253,18 +225,7 @@ TEST_F(LifecycleTest, ExceptionKeepsItsTextWithErrorLinesOffAndAcrossCopies) {
         FAIL() << "no exception";
     } catch (const std::exception& e) {
         EXPECT_STREQ(e.what(), "Can't initialize data service");
-        // One object, whichever base it is caught as.
-        const auto* asBase = dynamic_cast<const KrvBaseException*>(&e);
-        const auto* asApi = dynamic_cast<const KorvaneAPIException*>(&e);
-        ASSERT_NE(asApi, nullptr);
-        EXPECT_EQ(static_cast<const void*>(asBase), static_cast<const void*>(asApi));
-
-        KorvaneAPIException copy(*asApi);
-        KorvaneAPIException assigned;
-        assigned = copy;
-        EXPECT_EQ(assigned.getMessage(), "Can't initialize data service");
-        EXPECT_EQ(assigned.getFile(), asApi->getFile());
-        EXPECT_EQ(assigned.getLine(), 126u);
+        EXPECT_NE(dynamic_cast<const KorvaneAPIException*>(&e), nullptr);
     }
     EXPECT_TRUE(log->find("Can't initialize data service").empty());
     endKorvaneAPI();
@@ -277,7 +238,7 @@ TEST_F(LifecycleTest, ExceptionKeepsItsTextWithErrorLinesOffAndAcrossCopies) {
     endKorvaneAPI();
 }
 
-TEST_F(LifecycleTest, NullPathStartsWithoutSettingsAndTwiceRunsTwice) {
+TEST_F(LifecycleTest, NullPathStartsWithoutSettingsTwiceRunsTwiceAndMemoryLimitIsSignExtended) {
     initKorvaneAPI(nullptr);
     EXPECT_EQ(CKrvSettingDoc::getInstance().getFolder(), "");
     EXPECT_EQ(CAccess::GetPath(), "");
@@ -286,6 +247,16 @@ TEST_F(LifecycleTest, NullPathStartsWithoutSettingsAndTwiceRunsTwice) {
     EXPECT_EQ(log->find("KorvaneAPI initialization done").size(), 2u);
     // The second start replaced each service, so one of each is registered.
     EXPECT_NE(CService::Get(eServiceProxy), nullptr);
+
+    // The memory limit is sign-extended, and read back as its low 32 bits.
+    CKrvSettingDoc& settings = CKrvSettingDoc::getInstance();
+    setExtraMemUsage(-1);
+    EXPECT_EQ(settings.getMaximumAmountMemory(), 18446744073709551615ull);
+    EXPECT_EQ(getExtraMemUsage(), -1);
+    settings.setMaximumAmountMemory(5000000000ull);
+    EXPECT_EQ(getExtraMemUsage(), 705032704);
+    setExtraMemUsage(1 << 20);
+    EXPECT_EQ(settings.getMaximumAmountMemory(), 1u << 20);
     endKorvaneAPI();
     EXPECT_EQ(CService::Get(eServiceProxy), nullptr);
 }
@@ -336,50 +307,25 @@ TEST_F(LifecycleTest, MainLogOpensOnlyWhenTheClientSetUpNoLogging) {
     EXPECT_TRUE(boost::filesystem::exists(folder + "/log/client.log"));
 }
 
-TEST_F(LifecycleTest, MemoryLimitIsSignExtendedAndReadAsItsLow32Bits) {
-    initKorvaneAPI(folder.c_str());
-    CKrvSettingDoc& settings = CKrvSettingDoc::getInstance();
-    setExtraMemUsage(-1);
-    EXPECT_EQ(settings.getMaximumAmountMemory(), 18446744073709551615ull);
-    EXPECT_EQ(getExtraMemUsage(), -1);
-    settings.setMaximumAmountMemory(5000000000ull);
-    EXPECT_EQ(getExtraMemUsage(), 705032704);
-    setExtraMemUsage(1 << 20);
-    EXPECT_EQ(settings.getMaximumAmountMemory(), 1u << 20);
-    endKorvaneAPI();
-}
-
-TEST(LoggerTest, OneChildOfTheBaseLoggerUsableBeforeStartUp) {
-    KrvLogger& logger = getKorvaneAPILogger();
-    EXPECT_EQ(&logger, &getKorvaneAPILogger());
-    EXPECT_EQ(logger.getName(), getKrvBaseLogger().getName() + ".KorvaneAPI");
-    EXPECT_EQ(logger.getName(), "Korvane.KorvaneAPI");
-}
-
 }  // namespace
 
 namespace {
 
 // The pieces of a line of every kind, built by the frame and by a fresh string stream.
-void expectLineAsAFreshStreamWritesIt() {
+template <class... Pieces>
+void expectAsAFreshStream(const Pieces&... pieces) {
     std::ostringstream stream;
-    const std::string name = "seg";
-    const CKrvString hostName("host");
-    const double values[] = {0.1, -2.5, 1e-7, 123456789.0, 1.0 / 3.0, std::nan(""), -INFINITY, 0.0};
-    stream << "n " << 42 << ' ' << -7L << ' ' << std::size_t{18446744073709551615ULL} << ' ' << name << ' '
-           << hostName.m_str << ' ' << true << ' ' << 2.5f;
-    std::string built = kapi::joined("n ", 42, ' ', -7L, ' ', std::size_t{18446744073709551615ULL}, ' ', name, ' ',
-                                     hostName, ' ', true, ' ', 2.5f);
-    for (const double v : values) {
-        stream << '|' << v;
-        built += kapi::joined('|', v);
-    }
-    stream << '|' << 4300 << '|' << -1234567 << '|' << 1234.5f << '|' << 0.5;
-    built += kapi::joined('|', 4300, '|', -1234567, '|', 1234.5f, '|', 0.5);
+    (stream << ... << pieces);
+    EXPECT_EQ(kapi::joined(pieces...), stream.str());
+}
+
+void expectLineAsAFreshStreamWritesIt() {
+    expectAsAFreshStream("n ", 42, ' ', -7L, ' ', std::size_t{18446744073709551615ULL}, ' ', std::string("seg"), ' ',
+                         CKrvString("host"), ' ', true, ' ', 2.5f);
+    for (const double v : {0.1, -2.5, 1e-7, 123456789.0, 1.0 / 3.0, std::nan(""), -HUGE_VAL, 0.0}) expectAsAFreshStream('|', v);
+    expectAsAFreshStream('|', 4300, '|', -1234567, '|', 1234.5f, '|', 0.5);
     // Character types print as characters, not as numbers.
-    stream << static_cast<signed char>('s') << static_cast<unsigned char>('u');
-    built += kapi::joined(static_cast<signed char>('s'), static_cast<unsigned char>('u'));
-    EXPECT_EQ(built, stream.str());
+    expectAsAFreshStream(static_cast<signed char>('s'), static_cast<unsigned char>('u'));
 }
 
 // Digits grouped by threes with a comma, a decimal comma: what a client's locale may ask for.

@@ -20,11 +20,7 @@ double value(const std::string& text, std::vector<double> slots = std::vector<do
     return f.evaluate(slots.data());
 }
 
-struct Refusal {
-    const char* text;
-    std::size_t position;
-    const char* reason;
-};
+struct Refusal { const char* text; std::size_t position; const char* reason; };
 
 TEST(Formula, AcceptsTheLanguageAndRefusesWithPositionAndReason) {
     for (const char* text : {"I1", "  I1 + I2*3.5 ", "-X^2", "sqrt(I1*I1+I2*I2)", "I1 > 3 ? I2 : -I3", ".5e-3*Z",

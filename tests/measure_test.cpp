@@ -50,7 +50,6 @@ TEST_F(Measures, FormulasAreCheckedFirstThenNamedThenCompiledAndUndone) {
     EXPECT_FALSE(createUsrMsrByFormula("", "Area +", eMsrUnitDim5));
     expectLine(Level::Error, "Invalid user measure formula Area + for user measure ");
     EXPECT_EQ(KrvFault::calls("CDatAnlHandler::AddUsrMsr"), 0u);
-    EXPECT_FALSE(createUsrMsrByFormula("Bad name\n", "Area", eMsrUnitDim5));
 
     // Passes the syntax check, refused by the compile (unknown measure, itself): one Error, removed.
     for (const char* formula : {"Area + Nothing", "Self * 2"}) {
@@ -69,8 +68,6 @@ TEST_F(Measures, FormulasAreCheckedFirstThenNamedThenCompiledAndUndone) {
 }
 
 TEST_F(Measures, IpFunctionsComeFromTheCatalogue) {
-    EXPECT_FALSE(createUsrMsrByIPFunction("F", "not an identifier", eMsrUnitDim5));
-    EXPECT_EQ(KrvFault::calls("CDatAnlHandler::AddUsrMsr"), 0u);
     EXPECT_FALSE(createUsrMsrByIPFunction("F", "NoSuchFunction", eMsrUnitDim5));
     EXPECT_EQ(user("F"), nullptr);
     EXPECT_EQ(log->find("Invalid user measure Ip function NoSuchFunction for user measure F").size(), 1u);
@@ -90,9 +87,6 @@ TEST_F(Measures, IpFunctionsComeFromTheCatalogue) {
     EXPECT_FALSE(createUsrMsrByFormula("A", "Area", eMsrUnitDim5));
     expectLine(Level::Warn, "Can't remove user measure A");
     EXPECT_NE(user("A"), nullptr);
-    KrvFault::arm("CDatUsrMeasure::getUsrMeasureType", Answer::Custom, 1, 1, 2);
-    EXPECT_EQ(getUsrMsrFormula("A"), "");
-    expectLine(Level::Error, "Can't get formula for user measure A, unsupported user measure type");
 }
 
 TEST_F(Measures, ReservedMeasuresAreHiddenAndSurviveRemoveAll) {
@@ -197,13 +191,6 @@ TEST_F(Measures, FeretAnglesPolarBlockFirstInDegrees) {
     KrvFault::arm("IpSampleHalfSphereAngle", Answer::Custom, 1, 1, 2);
     EXPECT_EQ(getUniformFeret3dAngles(1), (std::vector<float>{180.f, 180.f}));
 
-    const std::vector<float> small = getUniformFeret3dAngles(100);
-    ASSERT_EQ(small.size(), 200u);
-    EXPECT_EQ(KrvFault::calls("SphereSampling::run"), 0u);
-    for (int i = 0; i < 100; ++i) {
-        EXPECT_TRUE(small[i] >= 0.f && small[i] <= 90.f) << small[i];
-        EXPECT_TRUE(small[100 + i] >= 0.f && small[100 + i] < 360.f) << small[100 + i];
-    }
     KrvFault::arm("SphereSampling::run", Answer::Custom, 1, 1, 7);
     EXPECT_EQ(getUniformFeret3dAngles(500).size(), 14u);
     KrvFault::arm("SphereSampling::run", Answer::Custom, 1, 1, 0);

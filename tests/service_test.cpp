@@ -42,6 +42,10 @@ protected:
         ASSERT_TRUE(CService::SendMessage(eServiceProxy, eServiceData, CKrvString("tab"), CKrvString("t1"), message,
                                           params));
     }
+    void designateBoth() {
+        send(eMessageSetSpreadsheet, {static_cast<void*>(&sheet)});
+        send(eMessageSetObjectModel, {static_cast<void*>(&model)});
+    }
     COrlanSpreadsheet sheet;
     data::DictionaryPrivate model;
 };
@@ -55,8 +59,7 @@ TEST_F(ProxyServiceTest, StatusBarTextReachesTheClientOnlyForTheMainPane) {
 }
 
 TEST_F(ProxyServiceTest, ResultTableFillsBothTargetsThenForgetsThem) {
-    send(eMessageSetSpreadsheet, {static_cast<void*>(&sheet)});
-    send(eMessageSetObjectModel, {static_cast<void*>(&model)});
+    designateBoth();
     send(eMessageConvertResults, {"areas"});
     EXPECT_EQ(sheet.title(), "areas");
     ASSERT_EQ(sheet.columns().size(), 2u);
@@ -86,8 +89,7 @@ TEST_F(ProxyServiceTest, ObjectModelAloneConvertsOnlyIntoTheObjectModel) {
 // object-model conversion warns on its own line. Both targets are forgotten either way.
 TEST_F(ProxyServiceTest, RefusedConversionsWarnOnTheirLinesAndGoOn) {
     KrvFault::arm("krvToOrlanData", KrvFault::Answer::Zero);
-    send(eMessageSetSpreadsheet, {static_cast<void*>(&sheet)});
-    send(eMessageSetObjectModel, {static_cast<void*>(&model)});
+    designateBoth();
     send(eMessageConvertResults, {"areas"});
     expectLogLine(*log, Level::Warn, "Failed to convert Korvane data areas with data type 3 to Tarsel", kService, 103);
     EXPECT_NE(model.get("Area"), nullptr);
@@ -95,16 +97,14 @@ TEST_F(ProxyServiceTest, RefusedConversionsWarnOnTheirLinesAndGoOn) {
     log->clear();
     sheet.clear();
     KrvFault::arm("krvToObjectModel", KrvFault::Answer::Zero);
-    send(eMessageSetSpreadsheet, {static_cast<void*>(&sheet)});
-    send(eMessageSetObjectModel, {static_cast<void*>(&model)});
+    designateBoth();
     send(eMessageConvertResults, {"areas"});
     EXPECT_EQ(sheet.columns().size(), 2u);
     expectLogLine(*log, Level::Warn, "Failed to convert Korvane data areas with data type 3 to Tarsel", kService, 110);
 
     log->clear();
     KrvFault::arm("krvToObjectModel", KrvFault::Answer::Zero);
-    send(eMessageSetSpreadsheet, {static_cast<void*>(&sheet)});
-    send(eMessageSetObjectModel, {static_cast<void*>(&model)});
+    designateBoth();
     send(eMessageConvertData, {"areas", 7});  // a type the spreadsheet refuses, then a refused model
     std::vector<kapitest::LogLine> warnings =
         log->find("Failed to convert Korvane data areas with data type 7 to Tarsel");
@@ -116,10 +116,7 @@ TEST_F(ProxyServiceTest, RefusedConversionsWarnOnTheirLinesAndGoOn) {
 
     log->clear();
     send(eMessageConvertResults, {"areas"});
-    EXPECT_EQ(log->find("Failed to convert Korvane data areas with data type 3 to Tarsel").size(), 0u);
-    EXPECT_EQ(log->find("No Tarsel spreadsheet selected, can't convert Korvane data areas with data type 3 to Tarsel")
-                  .size(),
-              1u);
+    expectLine(Level::Warn, "No Tarsel spreadsheet selected, can't convert Korvane data areas with data type 3 to Tarsel");
 }
 
 TEST_F(ProxyServiceTest, UnknownMessagesAndCopiesLeaveTheRegisteredServiceAlone) {

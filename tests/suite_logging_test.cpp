@@ -66,13 +66,8 @@ protected:
 
     // The one refusal: an Error line of the base logger, from its place in the logger's source.
     void expectRefusal(const std::string& logFolder, const std::string& why) {
-        const std::string message = "Can't open the main log file Korvane.log in " + logFolder + ": " + why;
-        const std::vector<kapitest::LogLine> found = log->find(message);
-        ASSERT_EQ(found.size(), 1u) << message;
-        EXPECT_EQ(found[0].level, KrvLoggerLevel::Error);
-        EXPECT_EQ(found[0].logger, "Korvane");
-        EXPECT_NE(found[0].file.find(kLogger), std::string::npos) << found[0].file;
-        EXPECT_EQ(found[0].line, kapitest::sourceLine(kLogger, "base.forcedLog(KrvLoggerLevel::Error, why"));
+        kapitest::expectLogLine(*log, KrvLoggerLevel::Error, "Can't open the main log file Korvane.log in " + logFolder + ": " + why,
+                                kLogger, kapitest::sourceLine(kLogger, "base.forcedLog(KrvLoggerLevel::Error, why"), "Korvane");
         EXPECT_FALSE(opened);
         log->clear();
     }
@@ -83,7 +78,7 @@ protected:
     bool opened = false;
 };
 
-TEST_F(MainLogFileTest, DefaultFolderIsPerUserAndPrivate) {
+TEST_F(MainLogFileTest, DefaultFolderIsPerUserAndFilesArePrivate) {
     ::setenv("XDG_STATE_HOME", (folder + "/state").c_str(), 1);
     openWriteAndClose("", "to the state folder");
     EXPECT_TRUE(opened);
@@ -101,9 +96,8 @@ TEST_F(MainLogFileTest, DefaultFolderIsPerUserAndPrivate) {
     EXPECT_EQ(modeOf(folder + "/.local/state/korvane"), 0700u);
     EXPECT_NE(contents(folder + "/.local/state/korvane/Korvane.log").find("to the home folder"), std::string::npos);
     EXPECT_TRUE(log->find("Can't open").empty());
-}
 
-TEST_F(MainLogFileTest, FileOfOtherUsersModeIsMadePrivate) {
+    // A file that others may read is made private, its lines kept.
     const std::string file = folder + "/log/Korvane.log";
     std::ofstream(file) << "earlier line\n";
     ::chmod(file.c_str(), 0644);

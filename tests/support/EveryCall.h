@@ -55,18 +55,16 @@ inline const std::vector<Call>& calls() {
         {"removeLut", [] { return removeLut("l1"), std::string("-"); }, "-", 1, "Removing lut l1"},
         {"getLutList", [] { return join(getLutList()); }, "", 1, "Retrieving lut list :|l1"},
         {"createMorphoLut", [] { return text(createMorphoLut("m2", kNewMorphoValues, 2, 3, 4)); }, "false", 1, "Creating 'm2' morphological lut."},
-        {"getMorphoLutDataPtr",
-         [] {
+        {"getMorphoLutDataPtr", [] {
              int* values = kNewMorphoValues;
              int size = 99;
-             const bool ok = getMorphoLutDataPtr("m1", values, size);
-             return text(ok) + " " + std::to_string(size) + " " + (values ? std::to_string(values[1]) : "null");
+             const std::string ok = text(getMorphoLutDataPtr("m1", values, size));
+             return ok + " " + std::to_string(size) + " " + (values ? std::to_string(values[1]) : "null");
          }, "false 0 null", 1, ""},
-        {"getMorphoLutFlags",
-         [] {
+        {"getMorphoLutFlags", [] {
              int flag1 = 9, flag2 = 9;
-             const bool ok = getMorphoLutFlags("m1", flag1, flag2);
-             return text(ok) + " " + std::to_string(flag1) + "," + std::to_string(flag2);
+             const std::string ok = text(getMorphoLutFlags("m1", flag1, flag2));
+             return ok + " " + std::to_string(flag1) + "," + std::to_string(flag2);
          }, "false -1,-1", 1, ""},
         {"setMorphoLutFlags", [] { return text(setMorphoLutFlags("m1", 5, 6)); }, "false", 1, ""},
         {"removeMorphoLut", [] { return text(removeMorphoLut("m1")); }, "true", 1, "Removing 'm1' morphological lut."},
@@ -78,11 +76,10 @@ inline const std::vector<Call>& calls() {
         {"createSegment", [] { return text(createSegment("g2")); }, "false", 1, ""},
         {"getNbChain", [] { return std::to_string(getNbChain("g1")); }, "-1", 1, ""},
         {"getNbItems", [] { return std::to_string(getNbItems("g1", 0)); }, "-1", 1, ""},
-        {"getSegment",
-         [] {
+        {"getSegment", [] {
              float x1 = 9, y1 = 9, x2 = 9, y2 = 9;
-             const bool ok = getSegment("g1", 0, 0, x1, y1, x2, y2);
-             return text(ok) + " " + join(std::vector<float>{x1, y1, x2, y2});
+             const std::string ok = text(getSegment("g1", 0, 0, x1, y1, x2, y2));
+             return ok + " " + join(std::vector<float>{x1, y1, x2, y2});
          }, "false 9,9,9,9", 1, ""},
         {"removeSegment", [] { return text(removeSegment("g1")); }, "false", 1, ""},
         {"getSegmentList", [] { return join(getSegmentList()); }, "", 1, "Retrieving segment list :"},
@@ -106,8 +103,7 @@ inline const std::vector<Call>& calls() {
         {"getUsrMsrList", [] { return join(getUsrMsrList()); }, "", 1, "Retrieving user measure list :|u1"},
         {"removeUsrMsr", [] { return removeUsrMsr("u1"), std::string("-"); }, "-", 1, "Removing user measure u1"},
         {"removeAllUsrMsr", [] { return removeAllUsrMsr(), std::string("-"); }, "-", 1, "Removing all user measures|Retrieving user measure list :|u1|Removing user measure u1"},
-        {"getMsrInfo",
-         [] {
+        {"getMsrInfo", [] {
              MeasureInfo info;
              info.name = "untouched";
              return text(getMsrInfo("Length3d", info)) + " " + info.name;

@@ -22,8 +22,6 @@ std::shared_ptr<LogCapture> LogCapture::install() {
     return capture;
 }
 
-LogCapture::~LogCapture() = default;
-
 void LogCapture::uninstall() {
     if (!m_installed) return;
     m_installed = false;
@@ -34,8 +32,6 @@ void LogCapture::write(const KrvLogRecord& record) {
     m_lines.push_back({record.level, record.logger, record.message, record.file ? record.file : "", record.line});
     m_everyLine.push_back(m_lines.back());
 }
-
-std::vector<LogLine> LogCapture::lines() const { return m_lines; }
 
 std::vector<LogLine> LogCapture::find(const std::string& message) const {
     std::vector<LogLine> found;
@@ -51,13 +47,12 @@ static bool endsWith(const std::string& text, const std::string& tail) {
 }
 
 void expectLogLine(const LogCapture& capture, KrvLoggerLevel level, const std::string& message,
-                   const std::string& fileTail, int line) {
-    const std::vector<LogLine> found = capture.find(message);
-    ASSERT_EQ(found.size(), 1u) << "lines with message \"" << message << "\"";
-    EXPECT_EQ(static_cast<int>(found[0].level), static_cast<int>(level)) << message;
-    EXPECT_TRUE(endsWith(found[0].file, "/" + fileTail)) << found[0].file << " for \"" << message << "\"";
-    EXPECT_EQ(found[0].line, line) << message;
-    EXPECT_EQ(found[0].logger, "Korvane.KorvaneAPI") << message;
+                   const std::string& fileTail, int line, const std::string& logger) {
+    expectLogged(capture, level, message, logger);
+    for (const LogLine& found : capture.find(message)) {
+        EXPECT_TRUE(endsWith(found.file, "/" + fileTail)) << found.file << " for \"" << message << "\"";
+        EXPECT_EQ(found.line, line) << message;
+    }
 }
 
 static std::vector<std::string> sourceText(const std::string& fileTail) {
@@ -81,11 +76,12 @@ int sourceLine(const std::string& fileTail, const std::string& snippet) {
     return found;
 }
 
-void expectLogged(const LogCapture& capture, KrvLoggerLevel level, const std::string& message) {
+void expectLogged(const LogCapture& capture, KrvLoggerLevel level, const std::string& message,
+                  const std::string& logger) {
     const std::vector<LogLine> found = capture.find(message);
     ASSERT_EQ(found.size(), 1u) << "lines with message \"" << message << "\"";
     EXPECT_EQ(static_cast<int>(found[0].level), static_cast<int>(level)) << message;
-    EXPECT_EQ(found[0].logger, "Korvane.KorvaneAPI") << message;
+    EXPECT_EQ(found[0].logger, logger) << message;
 }
 
 namespace {
@@ -170,19 +166,28 @@ void removeFolder(const std::string& folder) {
     boost::filesystem::remove_all(folder, ignored);
 }
 
-void SuiteTest::SetUp() {
+void CaptureTest::SetUp() {
     KrvFault::reset();
     folder = makeSettingsFolder();
     log = LogCapture::install();
+}
+
+void CaptureTest::TearDown() {
+    KrvFault::reset();
+    expectLinesNameTheirStatements(*log);
+    log->uninstall();
+    removeFolder(folder);
+}
+
+void SuiteTest::SetUp() {
+    CaptureTest::SetUp();
     initKorvaneAPI(folder.c_str());
 }
 
 void SuiteTest::TearDown() {
     KrvFault::reset();
     endKorvaneAPI();
-    expectLinesNameTheirStatements(*log);
-    log->uninstall();
-    removeFolder(folder);
+    CaptureTest::TearDown();
 }
 
 void AfterStartUpTest::SetUp() {

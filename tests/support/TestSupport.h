@@ -24,11 +24,10 @@ struct LogLine {
 class LogCapture : public KrvLogSink {
 public:
     static std::shared_ptr<LogCapture> install();
-    ~LogCapture() override;
     void uninstall();
 
     void write(const KrvLogRecord& record) override;
-    std::vector<LogLine> lines() const;
+    std::vector<LogLine> lines() const { return m_lines; }
     // Every line since the install, those that clear() took away included.
     const std::vector<LogLine>& everyLine() const { return m_everyLine; }
     // The lines with exactly this message.
@@ -42,13 +41,14 @@ private:
     std::weak_ptr<LogCapture> m_self;
 };
 
-// Asserts one line with this message: its level, the file it comes from (its last two
-// components, e.g. "src/KorvaneAPICore.cpp") and its line.
+// Asserts one line with this message: its level, the file it comes from (its path below the
+// checkout, e.g. "src/KorvaneAPICore.cpp"), its line and its logger (the library's unless told).
 void expectLogLine(const LogCapture& capture, KrvLoggerLevel level, const std::string& message,
-                   const std::string& fileTail, int line);
+                   const std::string& fileTail, int line, const std::string& logger = "Korvane.KorvaneAPI");
 // Asserts one line of the library with this message and level; expectLinesNameTheirStatements
 // holds its file and line to the statement that writes it.
-void expectLogged(const LogCapture& capture, KrvLoggerLevel level, const std::string& message);
+void expectLogged(const LogCapture& capture, KrvLoggerLevel level, const std::string& message,
+                  const std::string& logger = "Korvane.KorvaneAPI");
 
 // The 1-based line of the source file (path below the checkout, e.g. "src/FilterInterface.cpp")
 // that holds `snippet`; fails the test unless exactly one line does. Lets a test hold a log line
@@ -69,14 +69,22 @@ void expectLinesNameTheirStatements(const LogCapture& capture);
 std::string makeSettingsFolder(const std::string& extra = "");
 void removeFolder(const std::string& folder);
 
-// Starts the suite on a settings folder of its own, with every line captured; ends it after.
-class SuiteTest : public ::testing::Test {
+// A settings folder of its own and every line captured; after the test, each line of the library
+// is held to its statement.
+class CaptureTest : public ::testing::Test {
 protected:
     void SetUp() override;
     void TearDown() override;
     void expectLine(KrvLoggerLevel level, const std::string& message) const { expectLogged(*log, level, message); }
     std::shared_ptr<LogCapture> log;
     std::string folder;
+};
+
+// The same, with the suite started on the folder; ended after.
+class SuiteTest : public CaptureTest {
+protected:
+    void SetUp() override;
+    void TearDown() override;
 };
 
 // The same, for tests that look only at what they do themselves: fault counters and captured
