@@ -63,7 +63,7 @@ public:
             SCOPED_TRACE(std::string("the call between \"") + call.before + "\" and " + (call.after ? call.after : "the return"));
             ASSERT_EQ(m_seen.count(call.before), 1u);
             EXPECT_FALSE(m_seen.at(call.before)[i]);
-            if (call.after) ASSERT_EQ(m_seen.count(call.after), 1u);
+            if (call.after) { ASSERT_EQ(m_seen.count(call.after), 1u); }
             EXPECT_TRUE(call.after ? m_seen.at(call.after)[i] : call.done());
         }
     }

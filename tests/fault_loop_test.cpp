@@ -240,7 +240,7 @@ protected:
         const std::string expected = call.lines;
         const std::size_t open = expected.find("...");
         EXPECT_EQ(open == std::string::npos ? lines : lines.substr(0, open), expected.substr(0, open)) << call.name;
-        if (open != std::string::npos) EXPECT_GT(lines.size(), open) << call.name;
+        if (open != std::string::npos) { EXPECT_GT(lines.size(), open) << call.name; }
     }
 
     std::vector<kapitest::LogLine> complaints() const {

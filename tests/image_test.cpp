@@ -70,7 +70,7 @@ protected:
         ASSERT_EQ(errors.size(), 1u) << "logged:" << logged;
         const kapitest::LogLine& line = errors[0];
         EXPECT_EQ(prefix ? line.message.substr(0, message.size()) : line.message, message);
-        if (prefix) EXPECT_GT(line.message.size(), message.size() + 5) << line.message;  // the library's own words
+        if (prefix) { EXPECT_GT(line.message.size(), message.size() + 5) << line.message; }  // the library's own words
         EXPECT_EQ(line.logger, "Korvane.Data");
         EXPECT_NE(line.file.find("vantry_data/src/CDatServiceImages.cpp"), std::string::npos) << line.file;
         EXPECT_EQ(line.line, sourceLine(kService, snippet)) << message;

@@ -47,7 +47,7 @@ protected:
         for (const kapitest::Call& call : everyFunction()) {
             log->clear();
             const std::string result = call.run();
-            if (call.stopped) EXPECT_EQ(result, call.stopped) << call.name << " " << when;
+            if (call.stopped) { EXPECT_EQ(result, call.stopped) << call.name << " " << when; }
             const std::vector<kapitest::LogLine> refusals = log->find(kNotStarted);
             EXPECT_EQ(static_cast<int>(refusals.size()), call.refusals) << call.name << " " << when;
             for (const kapitest::LogLine& refusal : refusals) {
